@@ -1,0 +1,71 @@
+# Target helpers shared by every library, plug-in and test of the project.
+
+set(VQKUDM_WARNINGS -Wall -Wextra -Wpedantic -Wno-unused-parameter)
+
+# vq_add_library(<name> EXPORT_DEFINE <macro> SOURCES ... [EXPORT_NAME <n>]
+#                [PUBLIC_DEPS ...] [PRIVATE_DEPS ...])
+# A shared library with public headers in ./include, installed and exported
+# as vqkudm::<EXPORT_NAME> (default: the target's name).
+function(vq_add_library name)
+  cmake_parse_arguments(A "" "EXPORT_DEFINE;EXPORT_NAME" "SOURCES;PUBLIC_DEPS;PRIVATE_DEPS" ${ARGN})
+  if(NOT A_EXPORT_NAME)
+    set(A_EXPORT_NAME ${name})
+  endif()
+  add_library(${name} SHARED ${A_SOURCES})
+  add_library(vqkudm::${A_EXPORT_NAME} ALIAS ${name})
+  set_target_properties(${name} PROPERTIES EXPORT_NAME ${A_EXPORT_NAME})
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  if(A_EXPORT_DEFINE)
+    target_compile_definitions(${name} PRIVATE ${A_EXPORT_DEFINE})
+  endif()
+  target_link_libraries(${name} PUBLIC ${A_PUBLIC_DEPS} PRIVATE ${A_PRIVATE_DEPS})
+  target_compile_options(${name} PRIVATE ${VQKUDM_WARNINGS})
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${name} EXPORT vqkudmTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/include)
+    install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  endif()
+endfunction()
+
+# vq_add_module(<name> KIND plugins|drivers|tests SOURCES ... [DEPS ...])
+# A loadable module (plug-in or database driver) loaded by name at run time.
+# Kind "tests" builds a module for the test suite only; it is not installed.
+function(vq_add_module name)
+  cmake_parse_arguments(A "" "KIND" "SOURCES;DEPS" ${ARGN})
+  add_library(${name} MODULE ${A_SOURCES})
+  target_link_libraries(${name} PRIVATE ${A_DEPS})
+  target_compile_options(${name} PRIVATE ${VQKUDM_WARNINGS})
+  if(A_KIND STREQUAL "plugins")
+    set(subdir ${VQKUDM_PLUGIN_SUBDIR})
+  elseif(A_KIND STREQUAL "drivers")
+    set(subdir ${VQKUDM_DRIVER_SUBDIR})
+  elseif(A_KIND STREQUAL "tests")
+    set_target_properties(${name} PROPERTIES
+      LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/test-modules")
+    return()
+  else()
+    message(FATAL_ERROR "vq_add_module(${name}): unknown KIND '${A_KIND}'")
+  endif()
+  set_target_properties(${name} PROPERTIES
+    LIBRARY_OUTPUT_DIRECTORY "${VQKUDM_STAGE_LIBDIR}/${subdir}"
+    INSTALL_RPATH "$ORIGIN/../..")
+  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${subdir})
+endfunction()
+
+# vq_add_test(<name> SOURCES ... DEPS ...)
+# One GoogleTest executable, registered with CTest as one test.
+function(vq_add_test name)
+  cmake_parse_arguments(A "" "" "SOURCES;DEPS" ${ARGN})
+  add_executable(${name} ${A_SOURCES})
+  target_link_libraries(${name} PRIVATE ${A_DEPS} GTest::gtest GTest::gtest_main)
+  target_compile_options(${name} PRIVATE ${VQKUDM_WARNINGS})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+  add_test(NAME ${name} COMMAND ${name})
+endfunction()

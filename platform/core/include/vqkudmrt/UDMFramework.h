@@ -1,0 +1,59 @@
+#pragma once
+
+// The process's runtime: its logger and where the runtime is installed.
+// Sessions and the repository registry are added by the session layer.
+
+#include <mutex>
+
+#include <boost/shared_ptr.hpp>
+
+#include <vqkudmrt/vqkudmrtApi.h>
+#include <vqutl/vqString.h>
+
+namespace vqkudm {
+
+class UDMLogger;
+
+// Directories of an installed (or built) runtime. All absolute.
+struct VQKUDMRT_API UDMInstallLayout {
+  vqString homeDir;     // the installation prefix
+  vqString libraryDir;  // holds the runtime's shared libraries
+  vqString pluginDir;   // loadable plug-ins
+  vqString driverDir;   // database drivers
+  vqString dataDir;     // default configuration and definitions
+
+  // The layout under an installation prefix.
+  static UDMInstallLayout UnderHome(const vqString& homeDir);
+  // The layout around a directory that holds the runtime's libraries.
+  static UDMInstallLayout AroundLibraryDir(const vqString& libraryDir);
+};
+
+class VQKUDMRT_API UDMFramework {
+ public:
+  // The process's framework; created on first use, never null.
+  static UDMFramework* GetInstance();
+
+  // The runtime's logger. By default it appends to "udmrt.log" in the
+  // directory named by UDMRT_LOGDIR at threshold info, or writes warnings
+  // and worse to standard error when that variable is not set.
+  boost::shared_ptr<UDMLogger> GetLogger();
+  void SetLogger(const boost::shared_ptr<UDMLogger>& logger);
+
+  // Where plug-ins, drivers and the default data are. Found relative to the
+  // directory of the runtime's own library, so an installed copy works from
+  // any prefix; UDMRT_HOME, when set, names the prefix instead.
+  const UDMInstallLayout& GetInstallLayout() const { return m_layout; }
+
+  UDMFramework(const UDMFramework&) = delete;
+  UDMFramework& operator=(const UDMFramework&) = delete;
+
+ private:
+  UDMFramework();
+  ~UDMFramework();
+
+  std::mutex m_mutex;
+  boost::shared_ptr<UDMLogger> m_logger;
+  UDMInstallLayout m_layout;
+};
+
+}  // namespace vqkudm

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+
+#include <vqkudmrt/vqkudmrtApi.h>
+#include <vqutl/vqString.h>
+
+namespace vqlm {
+class iDbDriver;
+}
+
+namespace vqkudm::store {
+
+// Loads the driver module "vqlmidbdriver_<driverName>" from the runtime's
+// driver directory, opens `connection` with it and brings the repository
+// schema to the latest version. Raises UDMException (ExcSubDatabase) naming
+// the driver or the connection and the database's reason.
+VQKUDMRT_API std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverName,
+                                                                     const vqString& connection);
+
+}  // namespace vqkudm::store

@@ -1,0 +1,27 @@
+#pragma once
+
+// The differences between the SQL of the databases the store runs on, kept
+// in one small object so that the store's code paths are the same for all.
+
+#include <vqkudmrt/vqkudmrtApi.h>
+#include <vqutl/vqString.h>
+
+namespace vqkudm::store {
+
+struct VQKUDMRT_API SqlDialect {
+  vqString name;               // "sqlite", "postgres"
+  vqString bigintType;         // 64-bit integer column
+  vqString realType;           // double column
+  vqString blobType;           // bytes column
+  vqString serialPrimaryKey;   // an auto-numbered 64-bit primary key column definition
+  // Statement run first in a schema migration's transaction so that two
+  // processes opening a new repository at once migrate it one after the other.
+  vqString migrationLock;
+
+  static const SqlDialect& Sqlite();
+  static const SqlDialect& Postgres();
+  // The dialect of a driver by its name; null for an unknown driver.
+  static const SqlDialect* ForDriver(const vqString& driverName);
+};
+
+}  // namespace vqkudm::store

@@ -1,0 +1,77 @@
+#include <vqkudmrt/UDMFramework.h>
+
+#include <filesystem>
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMLogger.h>
+#include <vqlmosa/osaLibrary.h>
+#include <vqutl/vqLMUtils.h>
+
+namespace vqkudm {
+
+namespace {
+
+// Anything whose address lies in this library.
+void LibraryAnchor() {}
+
+vqString Join(const vqString& base, const char* relative) {
+  return (std::filesystem::path(base.str()) / relative).lexically_normal().string();
+}
+
+vqString StripTrailingSeparator(vqString path) {
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  return path;
+}
+
+boost::shared_ptr<UDMLogger> CreateDefaultLogger() {
+  const vqString logDir = vqLMUtils::UtilsGetEnv(kEnvUdmrtLogDir);
+  if (!logDir.empty()) {
+    return boost::shared_ptr<UDMLogger>(new UDMLogger(Join(logDir, "udmrt.log"), UDMLogger::LevelInfo));
+  }
+  return boost::shared_ptr<UDMLogger>(new UDMLogger(vqString(), UDMLogger::LevelWarning));
+}
+
+UDMInstallLayout FindInstallLayout() {
+  const vqString home = vqLMUtils::UtilsGetEnv(kEnvUdmrtHome);
+  if (!home.empty()) return UDMInstallLayout::UnderHome(home);
+  const vqString self = osaLibrary::GetLibraryPathOf(reinterpret_cast<const void*>(&LibraryAnchor));
+  return UDMInstallLayout::AroundLibraryDir(std::filesystem::path(self.str()).parent_path().string());
+}
+
+}  // namespace
+
+UDMInstallLayout UDMInstallLayout::UnderHome(const vqString& homeDir) {
+  return AroundLibraryDir(Join(homeDir, VQKUDM_INSTALL_LIBDIR));
+}
+
+UDMInstallLayout UDMInstallLayout::AroundLibraryDir(const vqString& libraryDir) {
+  UDMInstallLayout layout;
+  layout.libraryDir = StripTrailingSeparator(Join(libraryDir, "."));
+  layout.homeDir = StripTrailingSeparator(Join(libraryDir, VQKUDM_REL_HOMEDIR));
+  layout.pluginDir = Join(libraryDir, VQKUDM_REL_PLUGINDIR);
+  layout.driverDir = Join(libraryDir, VQKUDM_REL_DRIVERDIR);
+  layout.dataDir = Join(libraryDir, VQKUDM_REL_DATADIR);
+  return layout;
+}
+
+UDMFramework* UDMFramework::GetInstance() {
+  static UDMFramework instance;
+  return &instance;
+}
+
+UDMFramework::UDMFramework() : m_layout(FindInstallLayout()) {}
+
+UDMFramework::~UDMFramework() = default;
+
+boost::shared_ptr<UDMLogger> UDMFramework::GetLogger() {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  if (!m_logger) m_logger = CreateDefaultLogger();
+  return m_logger;
+}
+
+void UDMFramework::SetLogger(const boost::shared_ptr<UDMLogger>& logger) {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  m_logger = logger;
+}
+
+}  // namespace vqkudm

@@ -1,0 +1,29 @@
+#include <vqkudmrt/store/DatabaseOpener.h>
+
+#include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/UDMFramework.h>
+#include <vqkudmrt/store/SchemaMigrations.h>
+#include <vqlmidbdriver/DbDriverLoader.h>
+#include <vqlmosa/osaLibrary.h>
+
+namespace vqkudm::store {
+
+std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverName,
+                                                        const vqString& connection) {
+  const SqlDialect* dialect = SqlDialect::ForDriver(driverName);
+  if (!dialect) {
+    ThrowInvalidArgException(UDM_FUNCSIG, "unknown database driver \"" + driverName + "\"",
+                             ExcSubNotFound);
+  }
+  const vqString module = UDMFramework::GetInstance()->GetInstallLayout().driverDir + "/" +
+                          osaLibrary::GetAbsoluteLibraryName("vqlmidbdriver_" + driverName);
+  std::shared_ptr<vqlm::iDbDriver> db;
+  vqlm::DbStatus status = vqlm::LoadDbDriver(module, db);
+  if (!status) ThrowStateException(UDM_FUNCSIG, status.GetText(), ExcSubDatabase);
+  status = db->Open(connection);
+  if (!status) ThrowStateException(UDM_FUNCSIG, status.GetText(), ExcSubDatabase);
+  MigrateSchema(*db, *dialect);
+  return db;
+}
+
+}  // namespace vqkudm::store

@@ -1,0 +1,25 @@
+#include <vqkudmrt/store/SqlDialect.h>
+
+namespace vqkudm::store {
+
+const SqlDialect& SqlDialect::Sqlite() {
+  // BEGIN IMMEDIATE already holds the write lock for the whole transaction.
+  static const SqlDialect dialect{"sqlite", "INTEGER", "REAL", "BLOB",
+                                  "INTEGER PRIMARY KEY AUTOINCREMENT", ""};
+  return dialect;
+}
+
+const SqlDialect& SqlDialect::Postgres() {
+  static const SqlDialect dialect{"postgres", "BIGINT", "DOUBLE PRECISION", "BYTEA",
+                                  "BIGSERIAL PRIMARY KEY",
+                                  "SELECT pg_advisory_xact_lock(7364529181)"};
+  return dialect;
+}
+
+const SqlDialect* SqlDialect::ForDriver(const vqString& driverName) {
+  if (driverName == Sqlite().name) return &Sqlite();
+  if (driverName == Postgres().name) return &Postgres();
+  return nullptr;
+}
+
+}  // namespace vqkudm::store

@@ -1,0 +1,94 @@
+#pragma once
+
+// The database driver interface. The core reaches a database only through
+// it; each database has one driver module created through its exported C
+// entry "CreateDriver". Every call reports failure by value (DbStatus), never
+// by exception.
+//
+// SQL uses "?" placeholders on every driver (drivers translate them where
+// their database wants another form), so no caller ever builds SQL from
+// values. A driver object is one connection and is not thread-safe: use one
+// per thread.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <vqlmidbdriver/DbStatus.h>
+#include <vqlmidbdriver/ResultSet.h>
+#include <vqlmidbdriver/vqlmidbdriverApi.h>
+#include <vqutl/vqStl.h>
+#include <vqutl/vqString.h>
+#include <vqutl/vqVariant.h>
+
+namespace vqlm {
+
+// A prepared statement of one driver. Owned by the caller; must not outlive
+// its driver. Bindings persist across executions until re-bound.
+class VQLMIDBDRIVER_API iDbStatement {
+ public:
+  virtual ~iDbStatement();
+
+  virtual const vqString& GetSql() const = 0;
+  virtual int GetParameterCount() const = 0;
+
+  // Parameters are numbered from 1. An empty variant binds NULL; a string
+  // list binds its text form.
+  virtual DbStatus Bind(int index, const vqVariant& value) = 0;
+  virtual DbStatus BindBlob(int index, const void* data, std::size_t size) = 0;
+
+  // Runs a statement that returns no rows. `rowsAffected`, when given,
+  // receives the number of rows inserted, changed or deleted.
+  virtual DbStatus Execute(std::int64_t* rowsAffected = nullptr) = 0;
+  // Runs a query and collects all its rows into `out` (cleared first).
+  virtual DbStatus Query(ResultSet& out) = 0;
+
+  // Binds `values` to parameters 1..n.
+  DbStatus BindAll(const vqStlVector<vqVariant>& values);
+};
+
+class VQLMIDBDRIVER_API iDbDriver {
+ public:
+  virtual ~iDbDriver();
+
+  // "sqlite", "postgres", …
+  virtual vqString GetDriverName() const = 0;
+
+  // Opens a database. The connection text is the driver's own: a file path
+  // for SQLite, a libpq connection string for PostgreSQL. Opening an open
+  // driver closes the old connection first.
+  virtual DbStatus Open(const vqString& connection) = 0;
+  // Closes the connection, rolling back an open transaction. Safe to repeat.
+  virtual void Close() = 0;
+  virtual bool IsOpen() const = 0;
+
+  // Plain SQL text, for statements that take no values (schema, pragmas).
+  virtual DbStatus ExecSqlQuery(const vqString& sql, ResultSet& out) = 0;
+  virtual DbStatus ExecSqlStatement(const vqString& sql) = 0;
+
+  // Transactions do not nest: BeginTransaction inside one fails (DbMisuse).
+  virtual DbStatus BeginTransaction() = 0;
+  virtual DbStatus Commit() = 0;
+  virtual DbStatus Rollback() = 0;
+  virtual bool IsInTransaction() const = 0;
+
+  virtual DbStatus Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) = 0;
+
+  // Inserts many rows into one table by the driver's fastest path (COPY on
+  // PostgreSQL, a reused prepared statement on SQLite). Every row has one
+  // value per column. Runs inside the caller's transaction if one is open.
+  virtual DbStatus BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
+                              const std::vector<vqStlVector<vqVariant>>& rows) = 0;
+
+  // One-shot forms of Prepare + BindAll + Query/Execute.
+  DbStatus ExecSqlQuery(const vqString& sql, const vqStlVector<vqVariant>& params, ResultSet& out);
+  DbStatus ExecSqlStatement(const vqString& sql, const vqStlVector<vqVariant>& params,
+                            std::int64_t* rowsAffected = nullptr);
+};
+
+// The signature of a driver module's "CreateDriver" entry. The returned
+// driver is owned by the caller, who must keep the module loaded while it lives.
+typedef iDbDriver* (*CreateDriverFunction)();
+
+}  // namespace vqlm

@@ -1,0 +1,139 @@
+#include "SqliteDriver.h"
+
+#include <sqlite3.h>
+
+#include "SqliteErrors.h"
+#include "SqliteStatement.h"
+
+namespace vqlm::sqlite {
+
+namespace {
+
+vqString QuoteIdentifier(const vqString& name) {
+  vqString quoted = "\"";
+  for (char c : name) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + "\"";
+}
+
+}  // namespace
+
+SqliteDriver::~SqliteDriver() { Close(); }
+
+DbStatus SqliteDriver::NotOpen(const char* what) const {
+  return DbStatus::Failure(DbNotOpen, vqString(what) + ": no database is open");
+}
+
+DbStatus SqliteDriver::Open(const vqString& connection) {
+  Close();
+  if (connection.empty()) return DbStatus::Failure(DbConnection, "open: the database path is empty");
+  sqlite3* db = nullptr;
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
+  const int rc = sqlite3_open_v2(connection.c_str(), &db, flags, nullptr);
+  if (rc != SQLITE_OK) {
+    DbStatus status = ToStatus(db, rc, "open \"" + connection + "\"");
+    sqlite3_close_v2(db);
+    return status;
+  }
+  m_db = db;
+  sqlite3_extended_result_codes(m_db, 1);
+  sqlite3_busy_timeout(m_db, kBusyTimeoutMs);
+  for (const char* pragma : {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
+                             "PRAGMA foreign_keys=ON"}) {
+    DbStatus status = Exec(pragma);
+    if (!status) {
+      Close();
+      return DbStatus::Failure(status.GetKind(), "open \"" + connection + "\": " + status.GetText());
+    }
+  }
+  return DbStatus();
+}
+
+void SqliteDriver::Close() {
+  if (!m_db) return;
+  if (m_inTransaction) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+  m_inTransaction = false;
+  sqlite3_close_v2(m_db);
+  m_db = nullptr;
+}
+
+DbStatus SqliteDriver::Exec(const vqString& sql) {
+  if (!m_db) return NotOpen("execute");
+  const int rc = sqlite3_exec(m_db, sql.c_str(), nullptr, nullptr, nullptr);
+  return ToStatus(m_db, rc, "execute \"" + sql + "\"");
+}
+
+DbStatus SqliteDriver::ExecSqlStatement(const vqString& sql) { return Exec(sql); }
+
+DbStatus SqliteDriver::ExecSqlQuery(const vqString& sql, ResultSet& out) {
+  std::unique_ptr<iDbStatement> statement;
+  DbStatus status = Prepare(sql, statement);
+  return status ? statement->Query(out) : status;
+}
+
+DbStatus SqliteDriver::BeginTransaction() {
+  if (m_inTransaction) return DbStatus::Failure(DbMisuse, "begin: a transaction is already open");
+  DbStatus status = Exec("BEGIN IMMEDIATE");
+  m_inTransaction = status.IsOk();
+  return status;
+}
+
+DbStatus SqliteDriver::Commit() {
+  if (!m_inTransaction) return DbStatus::Failure(DbMisuse, "commit: no transaction is open");
+  DbStatus status = Exec("COMMIT");
+  // A failed COMMIT may leave the transaction open (SQLITE_BUSY); end it so
+  // the connection is usable and nothing half-done survives.
+  if (!status && !sqlite3_get_autocommit(m_db)) Exec("ROLLBACK");
+  m_inTransaction = false;
+  return status;
+}
+
+DbStatus SqliteDriver::Rollback() {
+  if (!m_inTransaction) return DbStatus::Failure(DbMisuse, "rollback: no transaction is open");
+  m_inTransaction = false;
+  // SQLite may already have rolled back on its own after an error.
+  if (sqlite3_get_autocommit(m_db)) return DbStatus();
+  return Exec("ROLLBACK");
+}
+
+DbStatus SqliteDriver::Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) {
+  if (!m_db) return NotOpen("prepare");
+  sqlite3_stmt* statement = nullptr;
+  const int rc = sqlite3_prepare_v3(m_db, sql.c_str(), static_cast<int>(sql.size() + 1),
+                                    SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+  if (rc != SQLITE_OK) return ToStatus(m_db, rc, "prepare \"" + sql + "\"");
+  if (!statement) return DbStatus::Failure(DbMisuse, "prepare: no statement in \"" + sql + "\"");
+  out.reset(new SqliteStatement(m_db, statement, sql));
+  return DbStatus();
+}
+
+DbStatus SqliteDriver::BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
+                                  const std::vector<vqStlVector<vqVariant>>& rows) {
+  if (columns.empty()) return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": no columns");
+  vqString sql = "INSERT INTO " + QuoteIdentifier(table) + " (";
+  vqString marks;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    sql += (i ? "," : "") + QuoteIdentifier(columns[i]);
+    marks += i ? ",?" : "?";
+  }
+  sql += ") VALUES (" + marks + ")";
+  std::unique_ptr<iDbStatement> statement;
+  DbStatus status = Prepare(sql, statement);
+  for (std::size_t r = 0; status && r < rows.size(); ++r) {
+    if (rows[r].size() != columns.size()) {
+      return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": row " +
+                                             std::to_string(r) + " has " +
+                                             std::to_string(rows[r].size()) + " values for " +
+                                             std::to_string(columns.size()) + " columns");
+    }
+    status = statement->BindAll(rows[r]);
+    if (status) status = statement->Execute();
+  }
+  return status;
+}
+
+}  // namespace vqlm::sqlite
+
+VQ_MODULE_ENTRY vqlm::iDbDriver* CreateDriver() { return new vqlm::sqlite::SqliteDriver(); }

@@ -1,0 +1,96 @@
+#include "SqliteStatement.h"
+
+#include <sqlite3.h>
+
+#include "SqliteErrors.h"
+
+namespace vqlm::sqlite {
+
+SqliteStatement::SqliteStatement(sqlite3* db, sqlite3_stmt* statement, const vqString& sql)
+    : m_db(db), m_statement(statement), m_sql(sql) {}
+
+SqliteStatement::~SqliteStatement() { sqlite3_finalize(m_statement); }
+
+int SqliteStatement::GetParameterCount() const { return sqlite3_bind_parameter_count(m_statement); }
+
+DbStatus SqliteStatement::Failed(int rc, const char* what) const {
+  return ToStatus(m_db, rc, vqString(what) + " \"" + m_sql + "\"");
+}
+
+DbStatus SqliteStatement::Bind(int index, const vqVariant& value) {
+  int rc = SQLITE_OK;
+  switch (value.GetType()) {
+    case vqVariant::Empty: rc = sqlite3_bind_null(m_statement, index); break;
+    case vqVariant::Bool: rc = sqlite3_bind_int(m_statement, index, *value.GetBool() ? 1 : 0); break;
+    case vqVariant::Int: rc = sqlite3_bind_int(m_statement, index, *value.GetInt()); break;
+    case vqVariant::Int64: rc = sqlite3_bind_int64(m_statement, index, *value.GetInt64()); break;
+    case vqVariant::Double: rc = sqlite3_bind_double(m_statement, index, *value.GetDouble()); break;
+    case vqVariant::String: {
+      const vqString& text = *value.GetString();
+      rc = sqlite3_bind_text64(m_statement, index, text.data(), text.size(), SQLITE_TRANSIENT,
+                               SQLITE_UTF8);
+      break;
+    }
+    case vqVariant::StringList: {
+      const vqString text = value.ToString();
+      rc = sqlite3_bind_text64(m_statement, index, text.data(), text.size(), SQLITE_TRANSIENT,
+                               SQLITE_UTF8);
+      break;
+    }
+  }
+  return rc == SQLITE_OK ? DbStatus() : Failed(rc, ("bind parameter " + std::to_string(index) + " of").c_str());
+}
+
+DbStatus SqliteStatement::BindBlob(int index, const void* data, std::size_t size) {
+  const int rc = sqlite3_bind_blob64(m_statement, index, data, size, SQLITE_TRANSIENT);
+  return rc == SQLITE_OK ? DbStatus() : Failed(rc, ("bind blob " + std::to_string(index) + " of").c_str());
+}
+
+DbStatus SqliteStatement::Execute(std::int64_t* rowsAffected) {
+  int rc;
+  while ((rc = sqlite3_step(m_statement)) == SQLITE_ROW) {
+  }
+  sqlite3_reset(m_statement);
+  if (rc != SQLITE_DONE) return Failed(rc, "execute");
+  if (rowsAffected) *rowsAffected = sqlite3_changes64(m_db);
+  return DbStatus();
+}
+
+namespace {
+
+vqVariant ColumnValue(sqlite3_stmt* statement, int column) {
+  switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER: return vqVariant(static_cast<std::int64_t>(sqlite3_column_int64(statement, column)));
+    case SQLITE_FLOAT: return vqVariant(sqlite3_column_double(statement, column));
+    case SQLITE_TEXT:
+    case SQLITE_BLOB: {
+      // Blob first: for text it converts nothing and gives the bytes as stored.
+      const void* bytes = sqlite3_column_blob(statement, column);
+      const int size = sqlite3_column_bytes(statement, column);
+      if (size == 0) return vqVariant(vqString());
+      return vqVariant(vqString(static_cast<const char*>(bytes), static_cast<std::size_t>(size)));
+    }
+    default: return vqVariant();
+  }
+}
+
+}  // namespace
+
+DbStatus SqliteStatement::Query(ResultSet& out) {
+  out.Clear();
+  const int columns = sqlite3_column_count(m_statement);
+  vqStlVector<vqString> names;
+  for (int c = 0; c < columns; ++c) names.push_back(sqlite3_column_name(m_statement, c));
+  out.SetColumns(names);
+  int rc;
+  while ((rc = sqlite3_step(m_statement)) == SQLITE_ROW) {
+    vqStlVector<vqVariant> row;
+    row.reserve(columns);
+    for (int c = 0; c < columns; ++c) row.push_back(ColumnValue(m_statement, c));
+    out.AddRow(std::move(row));
+  }
+  sqlite3_reset(m_statement);
+  return rc == SQLITE_DONE ? DbStatus() : Failed(rc, "query");
+}
+
+}  // namespace vqlm::sqlite
