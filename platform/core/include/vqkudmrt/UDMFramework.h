@@ -3,6 +3,7 @@
 // The process's runtime: its logger and where the runtime is installed.
 // Sessions and the repository registry are added by the session layer.
 
+#include <map>
 #include <mutex>
 
 #include <boost/shared_ptr.hpp>
@@ -12,7 +13,9 @@
 
 namespace vqkudm {
 
+class IUDMSession;
 class UDMLogger;
+class UDMSessionConfig;
 
 // Directories of an installed (or built) runtime. All absolute.
 struct VQKUDMRT_API UDMInstallLayout {
@@ -44,6 +47,15 @@ class VQKUDMRT_API UDMFramework {
   // any prefix; UDMRT_HOME, when set, names the prefix instead.
   const UDMInstallLayout& GetInstallLayout() const { return m_layout; }
 
+  // Opens a session on the repository the configuration names. The framework
+  // is the only strong owner of its sessions: after DeleteSession every weak
+  // reference to the session expires. Raises UDMException when the
+  // repository cannot be opened; never returns null.
+  boost::shared_ptr<IUDMSession> CreateSession(boost::shared_ptr<UDMSessionConfig>& config);
+  void DeleteSession(const boost::shared_ptr<IUDMSession>& session);
+  // The open session of that identifier, or null.
+  boost::shared_ptr<IUDMSession> FindSession(const vqString& sessionId);
+
   UDMFramework(const UDMFramework&) = delete;
   UDMFramework& operator=(const UDMFramework&) = delete;
 
@@ -53,6 +65,7 @@ class VQKUDMRT_API UDMFramework {
 
   std::mutex m_mutex;
   boost::shared_ptr<UDMLogger> m_logger;
+  std::map<vqString, boost::shared_ptr<IUDMSession>> m_sessions;
   UDMInstallLayout m_layout;
 };
 

@@ -4,6 +4,7 @@
 
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMLogger.h>
+#include <vqkudmrt/UDMSession.h>
 #include <vqlmosa/osaLibrary.h>
 #include <vqutl/vqLMUtils.h>
 
@@ -72,6 +73,32 @@ boost::shared_ptr<UDMLogger> UDMFramework::GetLogger() {
 void UDMFramework::SetLogger(const boost::shared_ptr<UDMLogger>& logger) {
   std::lock_guard<std::mutex> lock(m_mutex);
   m_logger = logger;
+}
+
+boost::shared_ptr<IUDMSession> UDMFramework::CreateSession(boost::shared_ptr<UDMSessionConfig>& config) {
+  boost::shared_ptr<IUDMSession> session = UDMSession::Open(config);
+  std::lock_guard<std::mutex> lock(m_mutex);
+  m_sessions[session->GetSessionId()] = session;
+  return session;
+}
+
+void UDMFramework::DeleteSession(const boost::shared_ptr<IUDMSession>& session) {
+  if (!session) return;
+  boost::shared_ptr<IUDMSession> last;
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_sessions.find(session->GetSessionId());
+    if (it == m_sessions.end()) return;
+    last = it->second;
+    m_sessions.erase(it);
+  }
+  // `last` (and the caller's reference) release the session outside the lock.
+}
+
+boost::shared_ptr<IUDMSession> UDMFramework::FindSession(const vqString& sessionId) {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  auto it = m_sessions.find(sessionId);
+  return it == m_sessions.end() ? boost::shared_ptr<IUDMSession>() : it->second;
 }
 
 }  // namespace vqkudm

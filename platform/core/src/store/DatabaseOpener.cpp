@@ -8,6 +8,15 @@
 
 namespace vqkudm::store {
 
+namespace {
+DriverDecorator& Decorator() {
+  static DriverDecorator decorator;
+  return decorator;
+}
+}  // namespace
+
+void SetDriverDecorator(DriverDecorator decorator) { Decorator() = std::move(decorator); }
+
 std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverName,
                                                         const vqString& connection) {
   const SqlDialect* dialect = SqlDialect::ForDriver(driverName);
@@ -23,7 +32,7 @@ std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverNa
   status = db->Open(connection);
   if (!status) ThrowStateException(UDM_FUNCSIG, status.GetText(), ExcSubDatabase);
   MigrateSchema(*db, *dialect);
-  return db;
+  return Decorator() ? Decorator()(db) : db;
 }
 
 }  // namespace vqkudm::store

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include <vqkudmrt/vqkudmrtApi.h>
@@ -17,5 +18,12 @@ namespace vqkudm::store {
 // the driver or the connection and the database's reason.
 VQKUDMRT_API std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverName,
                                                                      const vqString& connection);
+
+// Wraps every repository database the process opens from now on, e.g. to
+// inject a fault in a test or to trace statements; an empty function stops
+// wrapping. Not for concurrent use with opening.
+using DriverDecorator =
+    std::function<std::shared_ptr<vqlm::iDbDriver>(std::shared_ptr<vqlm::iDbDriver>)>;
+VQKUDMRT_API void SetDriverDecorator(DriverDecorator decorator);
 
 }  // namespace vqkudm::store

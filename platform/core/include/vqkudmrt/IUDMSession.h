@@ -1,0 +1,67 @@
+#pragma once
+
+// One user's connection to one repository. Sessions are created and owned by
+// the framework (UDMFramework::CreateSession) and own their entities: new,
+// modified and checked-out entities are held until they are persisted or
+// undone; unchanged ones are held while anyone uses them and found again by
+// identifier afterwards. A session is used from one thread at a time; Lock
+// and Unlock let callers that share one across threads take turns.
+
+#include <boost/shared_ptr.hpp>
+
+#include <vqkudmrt/UDMUID.h>
+#include <vqkudmrt/vqkudmrtApi.h>
+#include <vqutl/vqStl.h>
+#include <vqutl/vqString.h>
+
+namespace vqkudm {
+
+class UDMItem;
+class UDMConfiguration;
+class UDMContentDefinition;
+class UDMSessionConfig;
+
+// Kinds of root entities a session lists.
+enum UDMRootEntityKind { RootEntityItems = 0, RootEntityClassifications = 5 };
+
+class VQKUDMRT_API IUDMSession {
+ public:
+  virtual ~IUDMSession();
+
+  virtual vqString GetSessionId() const = 0;
+  virtual vqString GetUserName() const = 0;
+  virtual vqString GetWorkspaceDir() const = 0;
+  virtual void Lock() = 0;
+  virtual void Unlock() = 0;
+  // A readable description of the session and the entities it holds.
+  virtual vqString DumpSession() const = 0;
+
+  // The entity of that identifier: the session's own object when it holds
+  // one, else the stored revision (deleted entities included). Null when
+  // there is none, or when `cdefType` is not empty and differs.
+  virtual boost::shared_ptr<UDMItem> FindItemById(const UDMUID& uid, bool load,
+                                                  const vqString& cdefType) = 0;
+  // A new entity of the definition `cdefType` named `name`, revision 0,
+  // checked out to this session's user and visible only here until persisted.
+  // An invalid `uid` lets the session choose the identifier.
+  virtual boost::shared_ptr<UDMItem> CreateEntity(const vqString& cdefType, const vqString& name,
+                                                  const UDMUID& uid) = 0;
+  // Marks the entity deleted; it stays restorable and listed among the
+  // deleted contents.
+  virtual void DeleteEntity(const UDMUID& uid) = 0;
+  virtual void UndeleteEntity(const UDMUID& uid) = 0;
+  // Removes every revision of the entity and every link to or from it.
+  // With `recursive`, its children that have no other parent go too.
+  virtual void ObliterateEntity(const UDMUID& uid, bool recursive) = 0;
+  virtual unsigned long long GetDeletedContentsSize() = 0;
+  // Identifier and definition of the latest revision of each deleted entity.
+  virtual void GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) = 0;
+  virtual void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) = 0;
+
+  virtual boost::shared_ptr<UDMSessionConfig> GetSessionConfig() const = 0;
+  virtual boost::shared_ptr<UDMConfiguration> GetConfiguration() const = 0;
+  // Null for an unknown name.
+  virtual boost::shared_ptr<UDMContentDefinition> GetContentDefinition(const vqString& type) const = 0;
+};
+
+}  // namespace vqkudm

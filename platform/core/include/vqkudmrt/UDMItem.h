@@ -1,0 +1,85 @@
+#pragma once
+
+// An item: an entity that takes part in the product structure. Children are
+// kept in the named child groups of the item's definition; a link belongs to
+// the parent and is versioned with it.
+
+#include <map>
+#include <set>
+#include <vector>
+
+#include <vqkudmrt/UDMAbstractBaseEntity.h>
+
+namespace vqkudm {
+
+class UDMItem;
+using UDMItemPtr = boost::shared_ptr<UDMItem>;
+
+// Recursion of persisting and saving: the entity alone, or with its whole
+// child structure.
+enum GDMRecurseOption { GDM_RECURSE_NONE = 0, GDM_RECURSE_CHILDREN = 1, GDM_RECURSE_ALL = 2 };
+
+class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
+ public:
+  ~UDMItem() override;
+
+  // Adds `child` to `group` of this item (checked out). Refuses a group the
+  // definition does not have or that does not admit the child's definition,
+  // the item itself, a child that would close a cycle, a second parent where
+  // the child's definition forbids it, and a duplicate name where the group
+  // forbids it. Returns the child.
+  UDMItemPtr AddChild(const UDMItemPtr& child, const vqString& group);
+  void RemoveChild(const UDMItemPtr& child);
+  // Children in the group ("" for every group), in the order they were added.
+  void GetChildren(vqStlVector<UDMItemPtr>& out, const vqString& group);
+  // The group that holds `child`, or empty.
+  vqString GetChildGroup(const UDMItemPtr& child);
+
+  // The first parent, or null when the item is a root.
+  UDMItemPtr GetParent();
+  bool HasParent();
+  bool IsRootEntity();
+  // Ancestors up to `level` levels (<= 0: all), nearest first, each once.
+  void GetParents(vqStlVector<UDMItemPtr>& out, int level);
+  // Ancestors by level, read from the repository (persisted links only):
+  // level -> (entity, group of the link from that ancestor).
+  void GetParentsFromDB(std::map<int, vqStlVector<std::pair<boost::weak_ptr<UDMItem>, vqString>>>& out,
+                        int level, int reserved);
+  // The top of the item's first-parent chain (the item itself for a root).
+  UDMItemPtr GetRootEntity(bool followFirstParent = true);
+
+  // Stores the item (and with GDM_RECURSE_ALL its new descendants) in one
+  // transaction. A new item becomes revision 0. Mandatory attributes must
+  // have values. `revision` -1 means the current one.
+  void Persist(const vqString& comment, GDMRecurseOption recursion, int revision, bool keepCheckedOut,
+               bool notify);
+
+ protected:
+  UDMItem(const boost::shared_ptr<UDMSession>& session, const boost::shared_ptr<UDMContentDefinition>& cdef,
+          const UDMUID& uid);
+
+ private:
+  struct ChildLink {
+    vqString group;
+    vqString childDmid;
+  };
+
+  void LoadLinks();
+  UDMItemPtr Resolve(const vqString& dmid) const;
+  void CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch);
+  bool IsAncestorOf(const UDMItem& item);
+
+  std::vector<ChildLink> m_childLinks;
+  // group + '/' + child id of every link, for constant-time membership.
+  std::set<vqString> m_childKeys;
+  bool m_linksLoaded = false;
+  // Names of the children per group, built on the first addition to a group
+  // that forbids duplicate names, so each addition checks in constant time.
+  std::map<vqString, std::multiset<vqString>> m_childNames;
+  // Parents through links not yet stored (links of new or checked-out parents).
+  std::vector<boost::weak_ptr<UDMItem>> m_pendingParents;
+
+  friend class UDMSession;
+};
+
+}  // namespace vqkudm

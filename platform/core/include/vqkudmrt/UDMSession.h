@@ -1,0 +1,81 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+#include <boost/enable_shared_from_this.hpp>
+#include <boost/weak_ptr.hpp>
+
+#include <vqkudmrt/IUDMSession.h>
+
+namespace vqkudm {
+
+namespace store {
+class EntityStore;
+}
+
+class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_from_this<UDMSession> {
+ public:
+  // Opens (creating on first use) the repository the configuration names.
+  // Use UDMFramework::CreateSession, which keeps the session alive.
+  static boost::shared_ptr<UDMSession> Open(const boost::shared_ptr<UDMSessionConfig>& config);
+  ~UDMSession() override;
+
+  vqString GetSessionId() const override { return m_sessionId; }
+  vqString GetUserName() const override { return m_userName; }
+  vqString GetWorkspaceDir() const override { return m_workspaceDir; }
+  void Lock() override { m_lock.lock(); }
+  void Unlock() override { m_lock.unlock(); }
+  vqString DumpSession() const override;
+
+  boost::shared_ptr<UDMItem> FindItemById(const UDMUID& uid, bool load, const vqString& cdefType) override;
+  boost::shared_ptr<UDMItem> CreateEntity(const vqString& cdefType, const vqString& name,
+                                          const UDMUID& uid) override;
+  void DeleteEntity(const UDMUID& uid) override;
+  void UndeleteEntity(const UDMUID& uid) override;
+  void ObliterateEntity(const UDMUID& uid, bool recursive) override;
+  unsigned long long GetDeletedContentsSize() override;
+  void GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) override;
+  void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
+
+  boost::shared_ptr<UDMSessionConfig> GetSessionConfig() const override { return m_config; }
+  boost::shared_ptr<UDMConfiguration> GetConfiguration() const override { return m_schema; }
+  boost::shared_ptr<UDMContentDefinition> GetContentDefinition(const vqString& type) const override;
+
+  // Runtime use.
+  store::EntityStore& Store() { return *m_store; }
+  // The current revision of a data-model id: the session's own object when
+  // it holds a new or edited one, else the latest stored revision.
+  boost::shared_ptr<UDMItem> FindLatest(const vqString& dmid);
+  // Keeps an entity alive while it has unsaved changes, or lets it go.
+  void Retain(const boost::shared_ptr<UDMItem>& item);
+  void Release(const UDMItem& item);
+  // Moves an entity in the identity map after its identifier changed.
+  void Rekey(const UDMUID& oldUid, const boost::shared_ptr<UDMItem>& item);
+  // The current time as stored in the repository (ISO-8601, UTC, ms).
+  static vqString Now();
+
+ private:
+  UDMSession(const boost::shared_ptr<UDMSessionConfig>& config);
+  boost::shared_ptr<UDMItem> Materialise(const UDMUID& uid);
+  boost::shared_ptr<UDMItem> Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef,
+                                         const UDMUID& uid);
+  boost::shared_ptr<UDMItem> RequireItem(const char* signature, const UDMUID& uid);
+
+  boost::shared_ptr<UDMSessionConfig> m_config;
+  boost::shared_ptr<UDMConfiguration> m_schema;
+  std::unique_ptr<store::EntityStore> m_store;
+  vqString m_sessionId;
+  vqString m_userName;
+  vqString m_workspaceDir;
+  std::recursive_mutex m_lock;
+  // Every entity object of the session by identifier text, while it lives.
+  std::unordered_map<vqString, boost::weak_ptr<UDMItem>> m_identityMap;
+  // New entities by data-model id, so links to them resolve without a query.
+  std::unordered_map<vqString, boost::weak_ptr<UDMItem>> m_newByDmid;
+  // Entities with unsaved changes, held until persisted or undone.
+  std::unordered_map<vqString, boost::shared_ptr<UDMItem>> m_retained;
+};
+
+}  // namespace vqkudm

@@ -1,0 +1,61 @@
+#include "EntityColumns.h"
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMAbstractBaseEntity.h>
+#include <vqkudmrt/UDMAttributeDefinition.h>
+#include <vqkudmrt/UDMContentDefinition.h>
+#include <vqkudmrt/UDMException.h>
+
+#include "../store/EntityStore.h"
+
+namespace vqkudm::model {
+
+namespace {
+
+bool IsColumnBacked(const vqString& name) {
+  return name == kSmdName || name == kSmdCreateduser || name == kSmdCreatime || name == kSmdUser ||
+         name == kSmdLstmodtime || name == kSmdComment;
+}
+
+void SetText(vqStlMap<vqString, vqVariant>& attributes, const vqString& name, const vqString& value) {
+  if (value.empty()) {
+    attributes.erase(name);
+  } else {
+    attributes[name] = vqVariant(value);
+  }
+}
+
+}  // namespace
+
+void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity) {
+  vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> definitions;
+  entity.GetContentDefinition()->GetAttributeDefinitions(definitions);
+  for (const auto& definition : definitions) {
+    if (!definition->IsMandatory()) continue;
+    auto it = entity.GetAttributes().find(definition->GetName());
+    if (it == entity.GetAttributes().end() || it->second.ToString().empty()) {
+      ThrowInvalidArgException(UDM_FUNCSIG,
+                               "cannot persist " + entity.ToString("") + ": the mandatory attribute \"" +
+                                   definition->GetName() + "\" has no value",
+                               ExcSubEmpty);
+    }
+  }
+}
+
+void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
+                           vqStlVector<std::pair<vqString, vqVariant>>& out) {
+  for (const auto& [name, value] : attributes) {
+    if (!IsColumnBacked(name)) out.emplace_back(name, value);
+  }
+}
+
+void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqString, vqVariant>& attributes) {
+  SetText(attributes, kSmdName, record.name);
+  SetText(attributes, kSmdCreateduser, record.createdBy);
+  SetText(attributes, kSmdCreatime, record.createdTime);
+  SetText(attributes, kSmdUser, record.modifiedBy);
+  SetText(attributes, kSmdLstmodtime, record.modifiedTime);
+  SetText(attributes, kSmdComment, record.comment);
+}
+
+}  // namespace vqkudm::model

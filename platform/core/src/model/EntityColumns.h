@@ -1,0 +1,28 @@
+#pragma once
+
+// The system attributes the repository keeps in columns of its own (name,
+// who and when) rather than among the typed attributes.
+
+#include <utility>
+
+#include <vqutl/vqStl.h>
+#include <vqutl/vqVariant.h>
+
+namespace vqkudm {
+class UDMAbstractBaseEntity;
+namespace store {
+struct RevisionRecord;
+}
+
+namespace model {
+
+// Raises naming the entity and the attribute when a mandatory one is empty.
+void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity);
+// The attributes to store as typed values: all but the column-backed ones.
+void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
+                           vqStlVector<std::pair<vqString, vqVariant>>& out);
+// Sets the column-backed attributes from a stored record.
+void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqString, vqVariant>& attributes);
+
+}  // namespace model
+}  // namespace vqkudm

@@ -1,0 +1,331 @@
+#include <vqkudmrt/UDMItem.h>
+
+#include <algorithm>
+#include <deque>
+#include <set>
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMAttributeDefinition.h>
+#include <vqkudmrt/UDMChildGroup.h>
+#include <vqkudmrt/UDMConfiguration.h>
+#include <vqkudmrt/UDMContentDefinition.h>
+#include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/UDMSession.h>
+
+#include "../store/EntityStore.h"
+#include "EntityColumns.h"
+
+namespace vqkudm {
+
+UDMItem::UDMItem(const boost::shared_ptr<UDMSession>& session,
+                 const boost::shared_ptr<UDMContentDefinition>& cdef, const UDMUID& uid)
+    : UDMAbstractBaseEntity(session, cdef, uid) {}
+
+UDMItem::~UDMItem() = default;
+
+namespace {
+
+boost::shared_ptr<UDMSession> SessionOf(const UDMItem& item, const char* signature) {
+  boost::shared_ptr<UDMSession> session = item.GetSession();
+  if (!session) ThrowStateException(signature, item.ToString("") + " has no session any more", ExcSubNull);
+  return session;
+}
+
+}  // namespace
+
+void UDMItem::LoadLinks() {
+  if (m_linksLoaded) return;
+  if (!m_isNew) {
+    for (const store::LinkRecord& link :
+         SessionOf(*this, UDM_FUNCSIG)->Store().GetChildrenAt(m_uid.GetDmUid(), GetRevision(), "")) {
+      m_childLinks.push_back({link.group, link.childDmid});
+      m_childKeys.insert(link.group + "/" + link.childDmid);
+    }
+  }
+  m_linksLoaded = true;
+}
+
+UDMItemPtr UDMItem::Resolve(const vqString& dmid) const {
+  return SessionOf(*this, UDM_FUNCSIG)->FindLatest(dmid);
+}
+
+bool UDMItem::IsAncestorOf(const UDMItem& item) {
+  // Breadth-first over both stored links and links not stored yet.
+  const vqString target = m_uid.GetDmUid();
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  std::set<vqString> seen;
+  std::deque<UDMItemPtr> queue;
+  auto visitParentsOf = [&](UDMItem& node) {
+    for (const auto& weak : node.m_pendingParents) {
+      if (UDMItemPtr parent = weak.lock()) queue.push_back(parent);
+    }
+    if (!node.m_isNew) {
+      for (const store::AncestorRecord& a : session->Store().GetAncestors(node.m_uid.GetDmUid(), 1)) {
+        if (UDMItemPtr parent = session->FindLatest(a.dmid)) queue.push_back(parent);
+      }
+    }
+  };
+  visitParentsOf(const_cast<UDMItem&>(item));
+  while (!queue.empty()) {
+    UDMItemPtr node = queue.front();
+    queue.pop_front();
+    const vqString dmid = node->m_uid.GetDmUid();
+    if (dmid == target) return true;
+    if (seen.insert(dmid).second) visitParentsOf(*node);
+  }
+  return false;
+}
+
+UDMItemPtr UDMItem::AddChild(const UDMItemPtr& child, const vqString& group) {
+  if (!child) ThrowNullArgument(UDM_FUNCSIG, "child ");
+  RequireEditable(UDM_FUNCSIG, "add a child");
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  boost::shared_ptr<UDMChildGroup> groupDef = m_cdef->GetUDMChildGroup(group);
+  if (!groupDef) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             "cannot add " + child->ToString("") + " to " + ToString("") + ": its definition has no child group \"" + group + "\"",
+                             ExcSubNotFound);
+  }
+  if (!groupDef->Admits(child->GetContentDefinitionType(), *session->GetConfiguration())) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             "group \"" + group + "\" of " + ToString("") + " does not admit " +
+                                 child->ToString(""),
+                             ExcSubWrongType);
+  }
+  if (child->m_uid.GetDmUid() == m_uid.GetDmUid() || child->IsAncestorOf(*this)) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             "adding " + child->ToString("") + " under " + ToString("") +
+                                 " would make a cycle in the structure",
+                             ExcSubGeneral);
+  }
+  LoadLinks();
+  if (m_childKeys.count(group + "/" + child->m_uid.GetDmUid())) return child;
+  if (!child->GetContentDefinition()->IsMultipleParentsAllowed()) {
+    UDMItemPtr existing = child->GetParent();
+    if (existing && existing->m_uid.GetDmUid() != m_uid.GetDmUid()) {
+      ThrowInvalidArgException(UDM_FUNCSIG,
+                               child->ToString("") + " already has the parent " + existing->ToString("") +
+                                   " and its definition allows only one",
+                               ExcSubConflict);
+    }
+  }
+  if (!groupDef->IsAllowedDuplicateNames()) {
+    auto names = m_childNames.find(group);
+    if (names == m_childNames.end()) {
+      names = m_childNames.emplace(group, std::multiset<vqString>()).first;
+      vqStlVector<UDMItemPtr> siblings;
+      GetChildren(siblings, group);
+      for (const UDMItemPtr& sibling : siblings) names->second.insert(sibling->GetName());
+    }
+    if (names->second.count(child->GetName())) {
+      ThrowInvalidArgException(UDM_FUNCSIG,
+                               "group \"" + group + "\" of " + ToString("") +
+                                   " already holds an entity named \"" + child->GetName() + "\"",
+                               ExcSubConflict);
+    }
+    names->second.insert(child->GetName());
+  }
+  m_childLinks.push_back({group, child->m_uid.GetDmUid()});
+  m_childKeys.insert(group + "/" + child->m_uid.GetDmUid());
+  child->m_pendingParents.push_back(boost::static_pointer_cast<UDMItem>(shared_from_this()));
+  m_modified = true;
+  session->Retain(boost::static_pointer_cast<UDMItem>(shared_from_this()));
+  return child;
+}
+
+void UDMItem::RemoveChild(const UDMItemPtr& child) {
+  if (!child) ThrowNullArgument(UDM_FUNCSIG, "child ");
+  RequireEditable(UDM_FUNCSIG, "remove a child");
+  LoadLinks();
+  const vqString dmid = child->m_uid.GetDmUid();
+  auto it = std::find_if(m_childLinks.begin(), m_childLinks.end(),
+                         [&](const ChildLink& link) { return link.childDmid == dmid; });
+  if (it == m_childLinks.end()) {
+    ThrowInvalidArgException(UDM_FUNCSIG, child->ToString("") + " is not a child of " + ToString(""),
+                             ExcSubNotFound);
+  }
+  auto names = m_childNames.find(it->group);
+  if (names != m_childNames.end()) {
+    auto name = names->second.find(child->GetName());
+    if (name != names->second.end()) names->second.erase(name);
+  }
+  m_childKeys.erase(it->group + "/" + dmid);
+  m_childLinks.erase(it);
+  auto& parents = child->m_pendingParents;
+  parents.erase(std::remove_if(parents.begin(), parents.end(),
+                               [this](const boost::weak_ptr<UDMItem>& p) {
+                                 UDMItemPtr parent = p.lock();
+                                 return !parent || parent.get() == this;
+                               }),
+                parents.end());
+  m_modified = true;
+}
+
+void UDMItem::GetChildren(vqStlVector<UDMItemPtr>& out, const vqString& group) {
+  LoadLinks();
+  for (const ChildLink& link : m_childLinks) {
+    if (!group.empty() && link.group != group) continue;
+    if (UDMItemPtr child = Resolve(link.childDmid)) out.push_back(child);
+  }
+}
+
+vqString UDMItem::GetChildGroup(const UDMItemPtr& child) {
+  LoadLinks();
+  for (const ChildLink& link : m_childLinks) {
+    if (child && link.childDmid == child->m_uid.GetDmUid()) return link.group;
+  }
+  return vqString();
+}
+
+UDMItemPtr UDMItem::GetParent() {
+  for (const auto& weak : m_pendingParents) {
+    if (UDMItemPtr parent = weak.lock()) return parent;
+  }
+  if (m_isNew) return UDMItemPtr();
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  for (const store::AncestorRecord& a : session->Store().GetAncestors(m_uid.GetDmUid(), 1)) {
+    if (UDMItemPtr parent = session->FindLatest(a.dmid)) return parent;
+  }
+  return UDMItemPtr();
+}
+
+bool UDMItem::HasParent() { return GetParent() != nullptr; }
+
+bool UDMItem::IsRootEntity() { return !HasParent(); }
+
+void UDMItem::GetParents(vqStlVector<UDMItemPtr>& out, int level) {
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  // Level by level, nearest first, each ancestor once.
+  std::set<vqString> seen;
+  std::vector<UDMItemPtr> current{boost::static_pointer_cast<UDMItem>(shared_from_this())};
+  for (int depth = 1; !current.empty() && (level <= 0 || depth <= level); ++depth) {
+    std::vector<UDMItemPtr> next;
+    for (const UDMItemPtr& node : current) {
+      std::vector<UDMItemPtr> parents;
+      for (const auto& weak : node->m_pendingParents) {
+        if (UDMItemPtr parent = weak.lock()) parents.push_back(parent);
+      }
+      if (!node->m_isNew) {
+        for (const store::AncestorRecord& a : session->Store().GetAncestors(node->m_uid.GetDmUid(), 1)) {
+          if (UDMItemPtr parent = session->FindLatest(a.dmid)) parents.push_back(parent);
+        }
+      }
+      for (const UDMItemPtr& parent : parents) {
+        if (seen.insert(parent->m_uid.GetDmUid()).second) {
+          out.push_back(parent);
+          next.push_back(parent);
+        }
+      }
+    }
+    current.swap(next);
+  }
+}
+
+void UDMItem::GetParentsFromDB(
+    std::map<int, vqStlVector<std::pair<boost::weak_ptr<UDMItem>, vqString>>>& out, int level,
+    int /*reserved*/) {
+  if (m_isNew) return;
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  for (const store::AncestorRecord& a : session->Store().GetAncestors(m_uid.GetDmUid(), level)) {
+    if (UDMItemPtr parent = session->FindLatest(a.dmid)) {
+      out[a.level].push_back({parent, a.group});
+    }
+  }
+}
+
+UDMItemPtr UDMItem::GetRootEntity(bool /*followFirstParent*/) {
+  UDMItemPtr node = boost::static_pointer_cast<UDMItem>(shared_from_this());
+  std::set<vqString> seen{m_uid.GetDmUid()};
+  while (UDMItemPtr parent = node->GetParent()) {
+    if (!seen.insert(parent->m_uid.GetDmUid()).second) break;
+    node = parent;
+  }
+  return node;
+}
+
+void UDMItem::CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch) {
+  batch.push_back(boost::static_pointer_cast<UDMItem>(shared_from_this()));
+  LoadLinks();
+  for (const ChildLink& link : m_childLinks) {
+    UDMItemPtr child = Resolve(link.childDmid);
+    if (!child || !child->m_isNew) continue;
+    if (std::find(batch.begin(), batch.end(), child) != batch.end()) continue;
+    if (recursion != GDM_RECURSE_ALL) {
+      ThrowStateException(UDM_FUNCSIG,
+                          "cannot persist " + ToString("") + ": its child " + child->ToString("") +
+                              " is not persisted; persist it first or persist recursively",
+                          ExcSubGeneral);
+    }
+    child->CollectForPersist(recursion, batch);
+  }
+}
+
+void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int revision,
+                      bool keepCheckedOut, bool /*notify*/) {
+  RequireEditable(UDM_FUNCSIG, "persist");
+  if (revision != -1 && revision != GetRevision()) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             "cannot persist revision " + vqString::FromInt(revision) + " of " +
+                                 ToString("") + ": only its current revision can be persisted",
+                             ExcSubOutOfRange);
+  }
+  if (!m_isNew) {
+    ThrowStateException(UDM_FUNCSIG,
+                        "cannot persist " + ToString("") + ": it is not a new entity", ExcSubGeneral);
+  }
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  std::vector<UDMItemPtr> batch;
+  CollectForPersist(recursion, batch);
+
+  const vqString now = UDMSession::Now();
+  std::vector<store::RevisionRecord> records(batch.size());
+  std::vector<store::LinkRecord> links;
+  for (std::size_t i = 0; i < batch.size(); ++i) {
+    UDMItem& item = *batch[i];
+    model::CheckMandatoryAttributes(item);
+    store::RevisionRecord& r = records[i];
+    r.uid = item.m_uid;
+    r.cdef = item.m_cdefType;
+    r.className = item.m_cdef->GetUDMClassName();
+    r.name = item.GetName();
+    r.createdBy = session->GetUserName();
+    r.createdTime = now;
+    r.modifiedBy = r.createdBy;
+    r.modifiedTime = now;
+    r.comment = comment;
+    model::SplitColumnAttributes(item.m_attributes, r.attributes);
+    std::int64_t position = 0;
+    for (const ChildLink& link : item.m_childLinks) {
+      links.push_back({item.m_uid.GetDmUid(), link.group, link.childDmid, position++});
+    }
+  }
+  std::vector<const store::RevisionRecord*> pointers;
+  for (const store::RevisionRecord& r : records) pointers.push_back(&r);
+  session->Store().InTransaction("persisting " + ToString(""), [&] {
+    session->Store().InsertNewEntities(pointers);
+    session->Store().InsertLinks(links, 0);
+  });
+
+  // Stored: update the objects only now, so a failure above changes nothing.
+  for (std::size_t i = 0; i < batch.size(); ++i) {
+    UDMItem& item = *batch[i];
+    item.m_isNew = false;
+    item.m_modified = false;
+    item.m_checkedOut = keepCheckedOut && &item == this;
+    item.m_latestRevision = item.GetRevision();
+    model::ApplyColumnAttributes(records[i], item.m_attributes);
+    item.m_linksLoaded = true;
+  }
+  for (const UDMItemPtr& item : batch) {
+    auto& parents = item->m_pendingParents;
+    parents.erase(std::remove_if(parents.begin(), parents.end(),
+                                 [](const boost::weak_ptr<UDMItem>& p) {
+                                   UDMItemPtr parent = p.lock();
+                                   return !parent || !parent->m_isNew;
+                                 }),
+                  parents.end());
+    if (!item->m_checkedOut) session->Release(*item);
+  }
+}
+
+}  // namespace vqkudm

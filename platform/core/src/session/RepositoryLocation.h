@@ -1,0 +1,26 @@
+#pragma once
+
+#include <vqutl/vqString.h>
+
+namespace vqkudm {
+class UDMSessionConfig;
+}
+
+namespace vqkudm::session {
+
+struct RepositoryLocation {
+  vqString driver;      // database driver name
+  vqString connection;  // the driver's connection text
+};
+
+// Where the configured repository lives. "local": one SQLite file in
+// RepositoryBaseDir/RepositoryName/ (created on first use). "PostGres": the
+// server named by the client settings, database RepositoryName. Raises
+// UDMException naming what is missing or unusable.
+RepositoryLocation LocateRepository(const UDMSessionConfig& config);
+
+// The workspace directory WorkspaceBaseDir/WorkspaceName, created when
+// missing; empty when the configuration names none.
+vqString PrepareWorkspace(const UDMSessionConfig& config);
+
+}  // namespace vqkudm::session

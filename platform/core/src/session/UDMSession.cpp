@@ -1,0 +1,307 @@
+#include <vqkudmrt/UDMSession.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMAttributeDefinition.h>
+#include <vqkudmrt/UDMConfiguration.h>
+#include <vqkudmrt/UDMContentDefinition.h>
+#include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/UDMItem.h>
+#include <vqkudmrt/UDMSessionConfig.h>
+#include <vqkudmrt/store/DatabaseOpener.h>
+#include <vqlmosa/osaDirectory.h>
+#include <vqutl/vqLMUtils.h>
+#include <vqutl/vqUUID.h>
+
+#include "../model/EntityColumns.h"
+#include "../store/EntityStore.h"
+#include "RepositoryLocation.h"
+
+namespace vqkudm {
+
+IUDMSession::~IUDMSession() = default;
+
+namespace {
+
+vqString OperatingSystemUser() {
+  for (const char* variable : {"USER", "LOGNAME", "USERNAME"}) {
+    const vqString value = vqLMUtils::UtilsGetEnv(variable);
+    if (!value.empty()) return value;
+  }
+  return "unknown";
+}
+
+}  // namespace
+
+UDMSession::UDMSession(const boost::shared_ptr<UDMSessionConfig>& config) : m_config(config) {
+  vqlm::UUID id;
+  id.Generate();
+  m_sessionId = id.ToString();
+  m_userName = config->GetUserName().empty() ? OperatingSystemUser() : config->GetUserName();
+}
+
+UDMSession::~UDMSession() = default;
+
+boost::shared_ptr<UDMSession> UDMSession::Open(const boost::shared_ptr<UDMSessionConfig>& config) {
+  if (!config) ThrowNullArgument(UDM_FUNCSIG, "session configuration ");
+  boost::shared_ptr<UDMSession> session(new UDMSession(config));
+  session->m_schema = UDMConfiguration::Load(config->GetUDMConfigFile());
+  const session::RepositoryLocation location = session::LocateRepository(*config);
+  session->m_store.reset(
+      new store::EntityStore(store::OpenRepositoryDatabase(location.driver, location.connection)));
+  session->m_workspaceDir = session::PrepareWorkspace(*config);
+  return session;
+}
+
+vqString UDMSession::Now() {
+  using namespace std::chrono;
+  const auto now = system_clock::now();
+  const std::time_t seconds = system_clock::to_time_t(now);
+  const int millis = static_cast<int>(duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000);
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
+                utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, millis);
+  return text;
+}
+
+boost::shared_ptr<UDMContentDefinition> UDMSession::GetContentDefinition(const vqString& type) const {
+  return m_schema->GetContentDefinition(type);
+}
+
+boost::shared_ptr<UDMItem> UDMSession::Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef,
+                                                   const UDMUID& uid) {
+  if (cdef->IsRelation()) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             "\"" + cdef->GetType() + "\" is a relation type; relations are created between two entities",
+                             ExcSubWrongType);
+  }
+  boost::shared_ptr<UDMItem> item(new UDMItem(shared_from_this(), cdef, uid));
+  m_identityMap[uid.ToString()] = item;
+  return item;
+}
+
+boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, const vqString& name,
+                                                    const UDMUID& uid) {
+  boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(cdefType);
+  if (!cdef) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             "cannot create \"" + name + "\": there is no content definition \"" +
+                                 cdefType + "\"",
+                             ExcSubNotFound);
+  }
+  if (cdef->IsAbstract()) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             "cannot create \"" + name + "\": the content definition \"" + cdefType +
+                                 "\" is abstract",
+                             ExcSubWrongType);
+  }
+  UDMUID id = uid;
+  if (!id.IsValid()) {
+    id = UDMUID::Generate(0);
+  } else if (id.GetRevision() != 0 || m_store->EntityExists(id.GetDmUid()) ||
+             m_identityMap.count(id.ToString())) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             "cannot create \"" + name + "\" with identifier " + id.ToString() +
+                                 ": a new entity needs an unused identifier at revision 0",
+                             ExcSubConflict);
+  }
+  boost::shared_ptr<UDMItem> item = Instantiate(cdef, id);
+  try {
+    item->m_isNew = true;
+    item->m_checkedOut = true;
+    item->m_modified = true;
+    vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> definitions;
+    cdef->GetAttributeDefinitions(definitions);
+    for (const auto& definition : definitions) {
+      if (definition->IsDefaultValueSet() && !definition->IsSystem()) {
+        item->m_attributes[definition->GetName()] =
+            definition->CheckValue(vqVariant(definition->GetDefaultValue()), item->ToString(""));
+      }
+    }
+    item->SetAttribute(kSmdName, vqVariant(name));
+  } catch (...) {
+    m_identityMap.erase(id.ToString());
+    throw;
+  }
+  const vqString now = Now();
+  item->SetSystemAttribute(kSmdCreateduser, vqVariant(m_userName));
+  item->SetSystemAttribute(kSmdCreatime, vqVariant(now));
+  item->SetSystemAttribute(kSmdUser, vqVariant(m_userName));
+  item->SetSystemAttribute(kSmdLstmodtime, vqVariant(now));
+  m_newByDmid[id.GetDmUid()] = item;
+  Retain(item);
+  return item;
+}
+
+boost::shared_ptr<UDMItem> UDMSession::Materialise(const UDMUID& uid) {
+  store::RevisionRecord record;
+  if (!m_store->LoadRevision(uid, record)) return boost::shared_ptr<UDMItem>();
+  boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(record.cdef);
+  if (!cdef) {
+    ThrowStateException(UDM_FUNCSIG,
+                        "entity " + uid.ToString() + " is of the content definition \"" + record.cdef +
+                            "\", which this session's schema does not have",
+                        ExcSubNotFound);
+  }
+  boost::shared_ptr<UDMItem> item = Instantiate(cdef, uid);
+  for (const auto& [name, value] : record.attributes) item->m_attributes[name] = value;
+  model::ApplyColumnAttributes(record, item->m_attributes);
+  item->m_latestRevision = record.latestRevision;
+  item->m_deleted = record.deleted;
+  return item;
+}
+
+boost::shared_ptr<UDMItem> UDMSession::FindItemById(const UDMUID& uid, bool load, const vqString& cdefType) {
+  if (!uid.IsValid()) return boost::shared_ptr<UDMItem>();
+  boost::shared_ptr<UDMItem> item;
+  auto it = m_identityMap.find(uid.ToString());
+  if (it != m_identityMap.end()) item = it->second.lock();
+  if (!item && load) item = Materialise(uid);
+  if (item && !cdefType.empty() && item->GetContentDefinitionType() != cdefType) {
+    return boost::shared_ptr<UDMItem>();
+  }
+  return item;
+}
+
+boost::shared_ptr<UDMItem> UDMSession::FindLatest(const vqString& dmid) {
+  auto fresh = m_newByDmid.find(dmid);
+  if (fresh != m_newByDmid.end()) {
+    boost::shared_ptr<UDMItem> item = fresh->second.lock();
+    if (item && item->IsNew()) return item;
+    m_newByDmid.erase(fresh);
+  }
+  int revision = 0;
+  if (m_store->GetLatestRevision(dmid, revision)) {
+    return FindItemById(UDMUID(dmid + vqString::FromInt(revision)), true, vqString());
+  }
+  // Not stored yet: only this session's own new entity can be meant.
+  return FindItemById(UDMUID(dmid + "0"), false, vqString());
+}
+
+boost::shared_ptr<UDMItem> UDMSession::RequireItem(const char* signature, const UDMUID& uid) {
+  boost::shared_ptr<UDMItem> item = FindItemById(uid, true, vqString());
+  if (!item) {
+    ThrowInvalidArgException(signature, "no entity has the identifier \"" + uid.ToString() + "\"",
+                             ExcSubNotFound);
+  }
+  return item;
+}
+
+void UDMSession::DeleteEntity(const UDMUID& uid) {
+  boost::shared_ptr<UDMItem> item = RequireItem(UDM_FUNCSIG, uid);
+  if (item->IsNew()) {
+    ThrowStateException(UDM_FUNCSIG,
+                        "cannot delete " + item->ToString("") + ": it is not persisted; obliterate it instead",
+                        ExcSubGeneral);
+  }
+  if (!item->IsLatestVersion()) {
+    ThrowStateException(UDM_FUNCSIG,
+                        "cannot delete " + item->ToString("") + ": it is not the latest revision",
+                        ExcSubGeneral);
+  }
+  m_store->InTransaction("deleting " + item->ToString(""),
+                         [&] { m_store->SetDeleted(uid.GetDmUid(), true); });
+  item->m_deleted = true;
+}
+
+void UDMSession::UndeleteEntity(const UDMUID& uid) {
+  boost::shared_ptr<UDMItem> item = RequireItem(UDM_FUNCSIG, uid);
+  if (!item->IsDeleted()) {
+    ThrowStateException(UDM_FUNCSIG, "cannot restore " + item->ToString("") + ": it is not deleted",
+                        ExcSubGeneral);
+  }
+  m_store->InTransaction("restoring " + item->ToString(""),
+                         [&] { m_store->SetDeleted(uid.GetDmUid(), false); });
+  item->m_deleted = false;
+}
+
+void UDMSession::ObliterateEntity(const UDMUID& uid, bool recursive) {
+  boost::shared_ptr<UDMItem> item = RequireItem(UDM_FUNCSIG, uid);
+  std::vector<vqString> doomed{uid.GetDmUid()};
+  if (!item->IsNew()) {
+    for (std::size_t i = 0; recursive && i < doomed.size(); ++i) {
+      for (const vqString& child : m_store->GetOnlyChildren(doomed[i])) doomed.push_back(child);
+    }
+    m_store->InTransaction("obliterating " + item->ToString(""), [&] {
+      for (const vqString& dmid : doomed) m_store->Obliterate(dmid);
+    });
+  }
+  // Forget every object of the obliterated entities; holders see them deleted.
+  for (const vqString& dmid : doomed) {
+    for (auto it = m_identityMap.begin(); it != m_identityMap.end();) {
+      if (it->first.compare(0, UDMUID::kDmUidLength, dmid) == 0) {
+        if (boost::shared_ptr<UDMItem> held = it->second.lock()) held->m_deleted = true;
+        m_retained.erase(it->first);
+        m_newByDmid.erase(dmid);
+        it = m_identityMap.erase(it);
+      } else {
+        ++it;
+      }
+    }
+  }
+}
+
+unsigned long long UDMSession::GetDeletedContentsSize() {
+  return static_cast<unsigned long long>(m_store->CountDeletedContents());
+}
+
+void UDMSession::GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) {
+  for (auto& entry : m_store->GetDeletedContents()) out.push_back(std::move(entry));
+}
+
+void UDMSession::GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) {
+  vqString className;
+  switch (kind) {
+    case RootEntityItems: className = kClassItem; break;
+    case RootEntityClassifications: className = kClassClassification; break;
+    default:
+      ThrowInvalidArgException(UDM_FUNCSIG, "unknown root entity kind " + vqString::FromInt(kind),
+                               ExcSubOutOfRange);
+  }
+  for (const UDMUID& uid : m_store->GetRootEntities(className)) {
+    if (boost::shared_ptr<UDMItem> item = FindItemById(uid, true, vqString())) out.push_back(item);
+  }
+}
+
+void UDMSession::Retain(const boost::shared_ptr<UDMItem>& item) {
+  m_retained[item->GetUID().ToString()] = item;
+}
+
+void UDMSession::Release(const UDMItem& item) { m_retained.erase(item.GetUID().ToString()); }
+
+void UDMSession::Rekey(const UDMUID& oldUid, const boost::shared_ptr<UDMItem>& item) {
+  m_identityMap.erase(oldUid.ToString());
+  m_identityMap[item->GetUID().ToString()] = item;
+  auto retained = m_retained.find(oldUid.ToString());
+  if (retained != m_retained.end()) {
+    m_retained.erase(retained);
+    m_retained[item->GetUID().ToString()] = item;
+  }
+}
+
+vqString UDMSession::DumpSession() const {
+  vqString text = "session " + m_sessionId + "\n  user: " + m_userName +
+                  "\n  repository: " + m_config->GetRepositoryName() +
+                  " (" + (m_config->IsLocalDataSource() ? vqString("local") : m_config->GetDataSource()) +
+                  ")\n  workspace: " + m_workspaceDir + "\n  entities held: " +
+                  vqString::FromInt(static_cast<int>(m_identityMap.size())) + ", with unsaved changes: " +
+                  vqString::FromInt(static_cast<int>(m_retained.size())) + "\n";
+  for (const auto& [key, weak] : m_identityMap) {
+    if (boost::shared_ptr<UDMItem> item = weak.lock()) {
+      text += item->ToString("    ");
+      if (item->IsNew()) text += " [new]";
+      if (item->IsCheckedOut()) text += " [checked out]";
+      if (item->IsModified()) text += " [modified]";
+      if (item->IsDeleted()) text += " [deleted]";
+      text += "\n";
+    }
+  }
+  return text;
+}
+
+}  // namespace vqkudm

@@ -1,0 +1,331 @@
+#include "EntityStore.h"
+
+#include <set>
+
+#include <vqkudmrt/UDMException.h>
+
+namespace vqkudm::store {
+
+namespace {
+
+[[noreturn]] void Fail(const vqString& what, const vqlm::DbStatus& status) {
+  const int sub = status.GetKind() == vqlm::DbConstraint || status.GetKind() == vqlm::DbBusy ||
+                          status.GetKind() == vqlm::DbSerialization
+                      ? ExcSubConflict
+                      : ExcSubDatabase;
+  ThrowStateException(UDM_FUNCSIG, what + ": " + status.GetText(), sub);
+}
+
+std::int64_t ToInt64(const vqVariant& value) {
+  std::int64_t number = 0;
+  value.ToInt64(number);
+  return number;
+}
+
+// List items joined by ';' with '\\' and ';' escaped, so any item survives.
+vqString EncodeList(const vqStlVector<vqString>& items) {
+  vqString text;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (i) text += ';';
+    for (char c : items[i]) {
+      if (c == '\\' || c == ';') text += '\\';
+      text += c;
+    }
+  }
+  return text;
+}
+
+vqStlVector<vqString> DecodeList(const vqString& text) {
+  vqStlVector<vqString> items;
+  vqString item;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\\' && i + 1 < text.size()) {
+      item += text[++i];
+    } else if (text[i] == ';') {
+      items.push_back(item);
+      item.clear();
+    } else {
+      item += text[i];
+    }
+  }
+  items.push_back(item);
+  return items;
+}
+
+}  // namespace
+
+void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text, vqVariant& number) {
+  type = value.GetType();
+  text = vqVariant();
+  number = vqVariant();
+  switch (value.GetType()) {
+    case vqVariant::Empty: break;
+    case vqVariant::Bool:
+      text = value.ToString();
+      number = vqVariant(*value.GetBool() ? 1.0 : 0.0);
+      break;
+    case vqVariant::Int:
+    case vqVariant::Int64:
+    case vqVariant::Double: {
+      text = value.ToString();
+      double real = 0;
+      // Past 2^53 the number only orders; the text keeps the exact value.
+      if (!value.ToDouble(real)) real = static_cast<double>(*value.GetInt64());
+      number = vqVariant(real);
+      break;
+    }
+    case vqVariant::String: text = value; break;
+    case vqVariant::StringList:
+      // NULL for no items, so that one empty item reads back as such.
+      if (!value.GetStringList()->empty()) text = EncodeList(*value.GetStringList());
+      break;
+  }
+}
+
+vqVariant DecodeAttribute(std::int64_t type, const vqVariant& text, const vqVariant& number) {
+  const vqString stored = text.GetString() ? *text.GetString() : vqString();
+  switch (static_cast<vqVariant::Type>(type)) {
+    case vqVariant::Bool: return vqVariant(stored == "true");
+    case vqVariant::Int: {
+      int value = 0;
+      stored.ToInt(value);
+      return vqVariant(value);
+    }
+    case vqVariant::Int64: {
+      std::int64_t value = 0;
+      stored.ToInt64(value);
+      return vqVariant(value);
+    }
+    case vqVariant::Double: {
+      double value = 0;
+      if (!stored.ToDouble(value)) number.ToDouble(value);
+      return vqVariant(value);
+    }
+    case vqVariant::String: return vqVariant(stored);
+    case vqVariant::StringList:
+      return vqVariant(text.GetString() ? DecodeList(stored) : vqStlVector<vqString>());
+    default: return vqVariant();
+  }
+}
+
+EntityStore::EntityStore(std::shared_ptr<vqlm::iDbDriver> db) : m_db(std::move(db)) {}
+
+void EntityStore::Begin(const vqString& what) {
+  const vqlm::DbStatus status = m_db->BeginTransaction();
+  if (!status) Fail(what + ": cannot start a transaction", status);
+}
+
+void EntityStore::Commit(const vqString& what) {
+  const vqlm::DbStatus status = m_db->Commit();
+  if (!status) {
+    RollbackQuietly();
+    Fail(what + ": the repository refused the change", status);
+  }
+}
+
+void EntityStore::RollbackQuietly() {
+  if (m_db->IsInTransaction()) m_db->Rollback();
+}
+
+std::unique_ptr<vqlm::iDbStatement>& EntityStore::Statement(const char* sql) {
+  for (auto& entry : m_statements) {
+    if (entry.first == sql) return entry.second;
+  }
+  std::unique_ptr<vqlm::iDbStatement> statement;
+  const vqlm::DbStatus status = m_db->Prepare(sql, statement);
+  if (!status) Fail("cannot prepare a repository statement", status);
+  m_statements.emplace_back(sql, std::move(statement));
+  return m_statements.back().second;
+}
+
+vqlm::ResultSet EntityStore::Query(const char* sql, const vqStlVector<vqVariant>& params) {
+  auto& statement = Statement(sql);
+  vqlm::ResultSet rows;
+  vqlm::DbStatus status = statement->BindAll(params);
+  if (status) status = statement->Query(rows);
+  if (!status) Fail("repository query failed", status);
+  return rows;
+}
+
+void EntityStore::Execute(const char* sql, const vqStlVector<vqVariant>& params) {
+  auto& statement = Statement(sql);
+  vqlm::DbStatus status = statement->BindAll(params);
+  if (status) status = statement->Execute();
+  if (!status) Fail("repository update failed", status);
+}
+
+void EntityStore::BulkInsert(const char* table, const vqStlVector<vqString>& columns,
+                             const std::vector<vqStlVector<vqVariant>>& rows) {
+  if (rows.empty()) return;
+  const vqlm::DbStatus status = m_db->BulkInsert(table, columns, rows);
+  if (!status) Fail(vqString("cannot write ") + table, status);
+}
+
+void EntityStore::InsertNewEntities(const std::vector<const RevisionRecord*>& records) {
+  std::vector<vqStlVector<vqVariant>> entities, revisions, attributes;
+  entities.reserve(records.size());
+  revisions.reserve(records.size());
+  for (const RevisionRecord* r : records) {
+    entities.push_back({r->uid.GetDmUid(), r->cdef, r->className, vqVariant(r->uid.GetRevision()),
+                        vqVariant(0), r->createdBy, r->createdTime});
+    revisions.push_back({r->uid.ToString(), r->uid.GetDmUid(), vqVariant(r->uid.GetRevision()), r->name,
+                         r->modifiedBy, r->modifiedTime, r->comment});
+    for (const auto& [name, value] : r->attributes) {
+      std::int64_t type;
+      vqVariant text, number;
+      EncodeAttribute(value, type, text, number);
+      attributes.push_back({r->uid.ToString(), name, vqVariant(type), text, number});
+    }
+  }
+  BulkInsert("udm_entity",
+             {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time"}, entities);
+  BulkInsert("udm_revision",
+             {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"}, revisions);
+  BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
+}
+
+void EntityStore::InsertLinks(const std::vector<LinkRecord>& links, int fromRevision) {
+  std::vector<vqStlVector<vqVariant>> rows;
+  rows.reserve(links.size());
+  for (const LinkRecord& link : links) {
+    rows.push_back({link.parentDmid, link.group, link.childDmid, vqVariant(fromRevision),
+                    vqVariant(link.position)});
+  }
+  BulkInsert("udm_link", {"parent_dmid", "grp", "child_dmid", "from_rev", "position"}, rows);
+}
+
+bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
+  const vqlm::ResultSet head = Query(
+      "SELECT e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"
+      " r.name, r.modified_by, r.modified_time, r.comment"
+      " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
+      " WHERE r.uid = ? AND r.state = 0",
+      {uid.ToString()});
+  if (head.IsEmpty()) return false;
+  auto text = [&](const char* column) {
+    const vqVariant& value = head.GetValue(0, column);
+    return value.GetString() ? *value.GetString() : vqString();
+  };
+  out = RevisionRecord();
+  out.uid = uid;
+  out.cdef = text("cdef");
+  out.className = text("class");
+  out.latestRevision = static_cast<int>(ToInt64(head.GetValue(0, "latest_rev")));
+  out.deleted = ToInt64(head.GetValue(0, "deleted")) != 0;
+  out.createdBy = text("created_by");
+  out.createdTime = text("created_time");
+  out.name = text("name");
+  out.modifiedBy = text("modified_by");
+  out.modifiedTime = text("modified_time");
+  out.comment = text("comment");
+  const vqlm::ResultSet attrs =
+      Query("SELECT name, type, text_value, num_value FROM udm_attribute WHERE uid = ? ORDER BY name",
+            {uid.ToString()});
+  for (std::size_t i = 0; i < attrs.GetRowCount(); ++i) {
+    out.attributes.emplace_back(*attrs.GetValue(i, 0).GetString(),
+                                DecodeAttribute(ToInt64(attrs.GetValue(i, 1)), attrs.GetValue(i, 2),
+                                                attrs.GetValue(i, 3)));
+  }
+  return true;
+}
+
+bool EntityStore::EntityExists(const vqString& dmid) {
+  return !Query("SELECT 1 FROM udm_entity WHERE dmid = ?", {dmid}).IsEmpty();
+}
+
+std::vector<LinkRecord> EntityStore::GetChildrenAt(const vqString& parentDmid, int revision,
+                                                  const vqString& group) {
+  const vqlm::ResultSet rows = Query(
+      "SELECT grp, child_dmid, position FROM udm_link"
+      " WHERE parent_dmid = ? AND from_rev <= ? AND (to_rev IS NULL OR to_rev > ?)"
+      " AND (? = '' OR grp = ?) ORDER BY grp, position",
+      {parentDmid, vqVariant(revision), vqVariant(revision), group, group});
+  std::vector<LinkRecord> links;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    links.push_back({parentDmid, *rows.GetValue(i, 0).GetString(), *rows.GetValue(i, 1).GetString(),
+                     ToInt64(rows.GetValue(i, 2))});
+  }
+  return links;
+}
+
+std::vector<AncestorRecord> EntityStore::GetAncestors(const vqString& childDmid, int maxLevel) {
+  // UNION (not UNION ALL) stops at repeated rows, so shared sub-structures
+  // are visited once per level and the walk ends.
+  const vqlm::ResultSet rows = Query(
+      "WITH RECURSIVE up (dmid, grp, level) AS ("
+      "  SELECT parent_dmid, grp, 1 FROM udm_link WHERE child_dmid = ? AND to_rev IS NULL"
+      "  UNION"
+      "  SELECT l.parent_dmid, l.grp, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid"
+      "  WHERE l.to_rev IS NULL AND (? <= 0 OR up.level < ?))"
+      " SELECT dmid, grp, level FROM up ORDER BY level, dmid, grp",
+      {childDmid, vqVariant(maxLevel), vqVariant(maxLevel)});
+  std::vector<AncestorRecord> ancestors;
+  std::set<vqString> seen;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    const vqString& dmid = *rows.GetValue(i, 0).GetString();
+    if (!seen.insert(dmid).second) continue;  // nearest occurrence only
+    ancestors.push_back({dmid, static_cast<int>(ToInt64(rows.GetValue(i, 2))),
+                         *rows.GetValue(i, 1).GetString()});
+  }
+  return ancestors;
+}
+
+bool EntityStore::GetLatestRevision(const vqString& dmid, int& revision) {
+  const vqlm::ResultSet rows = Query("SELECT latest_rev FROM udm_entity WHERE dmid = ?", {dmid});
+  if (rows.IsEmpty()) return false;
+  revision = static_cast<int>(ToInt64(rows.GetValue(0, 0)));
+  return true;
+}
+
+std::vector<vqString> EntityStore::GetOnlyChildren(const vqString& parentDmid) {
+  const vqlm::ResultSet rows = Query(
+      "SELECT DISTINCT l.child_dmid FROM udm_link l WHERE l.parent_dmid = ? AND l.to_rev IS NULL"
+      " AND NOT EXISTS (SELECT 1 FROM udm_link o WHERE o.child_dmid = l.child_dmid"
+      " AND o.to_rev IS NULL AND o.parent_dmid <> l.parent_dmid)"
+      " ORDER BY l.child_dmid",
+      {parentDmid});
+  std::vector<vqString> children;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) children.push_back(*rows.GetValue(i, 0).GetString());
+  return children;
+}
+
+void EntityStore::SetDeleted(const vqString& dmid, bool deleted) {
+  Execute("UPDATE udm_entity SET deleted = ? WHERE dmid = ?", {vqVariant(deleted ? 1 : 0), dmid});
+}
+
+void EntityStore::Obliterate(const vqString& dmid) {
+  // Revisions, attributes, links, references and locks go by cascade.
+  Execute("DELETE FROM udm_entity WHERE dmid = ?", {dmid});
+}
+
+std::vector<std::pair<UDMUID, vqString>> EntityStore::GetDeletedContents() {
+  const vqlm::ResultSet rows = Query(
+      "SELECT r.uid, e.cdef FROM udm_entity e JOIN udm_revision r"
+      " ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"
+      " WHERE e.deleted = ? ORDER BY e.dmid",
+      {vqVariant(1)});
+  std::vector<std::pair<UDMUID, vqString>> deleted;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    deleted.emplace_back(UDMUID(*rows.GetValue(i, 0).GetString()), *rows.GetValue(i, 1).GetString());
+  }
+  return deleted;
+}
+
+std::int64_t EntityStore::CountDeletedContents() {
+  return ToInt64(Query("SELECT count(*) FROM udm_entity WHERE deleted = ?", {vqVariant(1)}).GetValue(0, 0));
+}
+
+std::vector<UDMUID> EntityStore::GetRootEntities(const vqString& className) {
+  const vqlm::ResultSet rows = Query(
+      "SELECT r.uid FROM udm_entity e JOIN udm_revision r"
+      " ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"
+      " WHERE e.class = ? AND e.deleted = 0 AND NOT EXISTS"
+      " (SELECT 1 FROM udm_link l WHERE l.child_dmid = e.dmid AND l.to_rev IS NULL)"
+      " ORDER BY e.dmid",
+      {className});
+  std::vector<UDMUID> roots;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) roots.emplace_back(*rows.GetValue(i, 0).GetString());
+  return roots;
+}
+
+}  // namespace vqkudm::store

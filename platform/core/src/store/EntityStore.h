@@ -1,0 +1,113 @@
+#pragma once
+
+// The repository's entity tables behind one interface; every statement takes
+// its values as bound parameters and works on every supported database.
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include <vqkudmrt/UDMUID.h>
+#include <vqlmidbdriver/iDbDriver.h>
+#include <vqutl/vqVariant.h>
+
+namespace vqkudm::store {
+
+struct RevisionRecord {
+  UDMUID uid;
+  vqString cdef;
+  vqString className;
+  vqString name;
+  vqString createdBy;
+  vqString createdTime;
+  vqString modifiedBy;
+  vqString modifiedTime;
+  vqString comment;
+  int latestRevision = 0;
+  bool deleted = false;
+  vqStlVector<std::pair<vqString, vqVariant>> attributes;
+};
+
+struct LinkRecord {
+  vqString parentDmid;
+  vqString group;
+  vqString childDmid;
+  std::int64_t position = 0;
+};
+
+// An entity found upwards of another, with its distance (1 = direct parent).
+struct AncestorRecord {
+  vqString dmid;
+  int level = 0;
+  vqString group;  // the group of the ancestor that holds the link on the way down
+};
+
+class EntityStore {
+ public:
+  explicit EntityStore(std::shared_ptr<vqlm::iDbDriver> db);
+
+  vqlm::iDbDriver& Db() { return *m_db; }
+
+  // Runs `work` in one transaction; rolls back and rethrows when it raises
+  // or when the commit fails, so a failure leaves the repository as it was.
+  template <class Work>
+  void InTransaction(const vqString& what, Work&& work) {
+    Begin(what);
+    try {
+      work();
+    } catch (...) {
+      RollbackQuietly();
+      throw;
+    }
+    Commit(what);
+  }
+
+  // Writes a new entity whose first stored revision is `record.uid`.
+  void InsertNewEntities(const std::vector<const RevisionRecord*>& records);
+  void InsertLinks(const std::vector<LinkRecord>& links, int fromRevision);
+
+  // The stored revision of that identifier (drafts excluded).
+  bool LoadRevision(const UDMUID& uid, RevisionRecord& out);
+  // Whether an entity of that data-model id exists (deleted or not).
+  bool EntityExists(const vqString& dmid);
+  // The latest stored revision of a data-model id; false when there is none.
+  bool GetLatestRevision(const vqString& dmid, int& revision);
+  // Data-model ids of the current children of `parentDmid` that have no
+  // other current parent.
+  std::vector<vqString> GetOnlyChildren(const vqString& parentDmid);
+
+  // Links valid in that revision of the parent, in group and position
+  // order; an empty group means all groups.
+  std::vector<LinkRecord> GetChildrenAt(const vqString& parentDmid, int revision, const vqString& group);
+  // Ancestors through current links, nearest first, each once, up to
+  // `maxLevel` levels (<= 0: all). One recursive query.
+  std::vector<AncestorRecord> GetAncestors(const vqString& childDmid, int maxLevel);
+
+  void SetDeleted(const vqString& dmid, bool deleted);
+  // Removes the entity, its revisions and every link to or from it.
+  void Obliterate(const vqString& dmid);
+  // Latest revisions of deleted entities: identifier and definition, oldest first.
+  std::vector<std::pair<UDMUID, vqString>> GetDeletedContents();
+  std::int64_t CountDeletedContents();
+  // Latest revisions of live entities of the given class that have no parent.
+  std::vector<UDMUID> GetRootEntities(const vqString& className);
+
+ private:
+  void Begin(const vqString& what);
+  void Commit(const vqString& what);
+  void RollbackQuietly();
+  std::unique_ptr<vqlm::iDbStatement>& Statement(const char* sql);
+  vqlm::ResultSet Query(const char* sql, const vqStlVector<vqVariant>& params);
+  void Execute(const char* sql, const vqStlVector<vqVariant>& params);
+  void BulkInsert(const char* table, const vqStlVector<vqString>& columns,
+                  const std::vector<vqStlVector<vqVariant>>& rows);
+
+  std::shared_ptr<vqlm::iDbDriver> m_db;
+  std::vector<std::pair<const char*, std::unique_ptr<vqlm::iDbStatement>>> m_statements;
+};
+
+// Attribute values are stored with their type so they read back as written.
+void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text, vqVariant& number);
+vqVariant DecodeAttribute(std::int64_t type, const vqVariant& text, const vqVariant& number);
+
+}  // namespace vqkudm::store

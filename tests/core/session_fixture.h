@@ -1,0 +1,51 @@
+#pragma once
+
+// A fresh repository per test, opened through the framework as an
+// application would, on each backend the store supports.
+
+#include <vqkudmrt/IUDMSession.h>
+#include <vqkudmrt/UDMFramework.h>
+#include <vqkudmrt/UDMItem.h>
+#include <vqkudmrt/UDMSessionConfig.h>
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+class RepositoryTest : public ::testing::TestWithParam<std::string> {
+ protected:
+  void SetUp() override {
+    m_dir = std::filesystem::temp_directory_path() /
+            ("udm-repo-" + std::to_string(::getpid()) + "-" +
+             ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::remove_all(m_dir);
+    std::filesystem::create_directories(m_dir);
+    m_session = OpenSession("alice");
+  }
+  void TearDown() override {
+    for (auto& session : m_opened) vqkudm::UDMFramework::GetInstance()->DeleteSession(session);
+    m_opened.clear();
+    m_session.reset();
+    std::filesystem::remove_all(m_dir);
+  }
+
+  boost::shared_ptr<vqkudm::IUDMSession> OpenSession(const std::string& user) {
+    auto config = boost::make_shared<vqkudm::UDMSessionConfig>();
+    config->SetRepositoryBaseDir(m_dir.string());
+    config->SetRepositoryName("repo");
+    config->SetWorkspaceBaseDir(m_dir.string());
+    config->SetWorkspaceName("ws-" + user);
+    config->SetUserName(user);
+    config->SetDataSource(GetParam() == "sqlite" ? "local" : GetParam());
+    boost::shared_ptr<vqkudm::IUDMSession> session =
+        vqkudm::UDMFramework::GetInstance()->CreateSession(config);
+    m_opened.push_back(session);
+    return session;
+  }
+
+  std::filesystem::path m_dir;
+  boost::shared_ptr<vqkudm::IUDMSession> m_session;
+  std::vector<boost::shared_ptr<vqkudm::IUDMSession>> m_opened;
+};

@@ -1,0 +1,122 @@
+#include "session_fixture.h"
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/UDMSession.h>
+#include <vqkudmrt/store/DatabaseOpener.h>
+#include <vqlmidbdriver/DbDriverWrapper.h>
+
+#include <functional>
+
+using namespace vqkudm;
+
+namespace {
+
+UDMItemPtr NewPart(IUDMSession& session, const vqString& name) {
+  return session.CreateEntity(kClassPart, name, UDMUID());
+}
+
+int SubCategoryOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const UDMException& e) {
+    return e.GetExceptionSubCategory();
+  }
+  return 0;
+}
+
+}  // namespace
+
+TEST_P(RepositoryTest, PersistedEntitiesAreSharedAndUnpersistedOnesStayPrivate) {
+  UDMItemPtr part = NewPart(*m_session, "bracket");
+  part->SetAttribute("material", vqVariant("steel"));
+  const UDMUID uid = part->GetUID();
+  EXPECT_EQ(uid.GetRevision(), 0);
+  EXPECT_TRUE(part->IsNew());
+  EXPECT_TRUE(part->IsCheckedOut());
+
+  boost::shared_ptr<IUDMSession> bob = OpenSession("bob");
+  EXPECT_FALSE(bob->FindItemById(uid, true, "")) << "an unpersisted entity leaked to another session";
+
+  part->Persist("first", GDM_RECURSE_NONE, -1, false, true);
+  EXPECT_FALSE(part->IsNew());
+  EXPECT_FALSE(part->IsCheckedOut());
+  UDMItemPtr seen = bob->FindItemById(uid, true, "");
+  ASSERT_TRUE(seen);
+  EXPECT_NE(seen.get(), part.get());
+  EXPECT_EQ(seen->GetAttributeValue("material"), vqVariant("steel"));
+  EXPECT_EQ(seen->GetName(), "bracket");
+  EXPECT_EQ(seen->GetCreatedBy(), "alice");
+  EXPECT_FALSE(seen->GetCreationTime().empty());
+  EXPECT_FALSE(bob->FindItemById(uid, true, "UDMProject")) << "the definition filter was ignored";
+}
+
+TEST_P(RepositoryTest, IdentityMapGivesOneObjectPerIdentifierWhileHeld) {
+  UDMItemPtr part = NewPart(*m_session, "bolt");
+  part->Persist("", GDM_RECURSE_NONE, -1, false, true);
+  const UDMUID uid = part->GetUID();
+  EXPECT_EQ(m_session->FindItemById(uid, true, "").get(), part.get());
+  part.reset();
+  UDMItemPtr again = m_session->FindItemById(uid, true, "");
+  ASSERT_TRUE(again) << "a dropped entity must be found again by its identifier";
+  EXPECT_EQ(again->GetName(), "bolt");
+  EXPECT_EQ(m_session->FindItemById(uid, true, "").get(), again.get());
+}
+
+TEST_P(RepositoryTest, UnsavedEntitiesSurviveTheirCallersLettingGo) {
+  const UDMUID uid = NewPart(*m_session, "kept")->GetUID();
+  UDMItemPtr held = m_session->FindItemById(uid, false, "");
+  ASSERT_TRUE(held) << "the session dropped an entity with unsaved changes";
+  EXPECT_TRUE(held->IsNew());
+}
+
+TEST_P(RepositoryTest, BadInputIsRefusedNamingWhatWasWrong) {
+  EXPECT_EQ(SubCategoryOf([&] { m_session->CreateEntity("NoSuchDefinition", "x", UDMUID()); }),
+            ExcSubNotFound);
+  for (char reserved : vqString("[]/\\&~?*|<>\";:+")) {
+    EXPECT_NE(SubCategoryOf([&] { NewPart(*m_session, vqString("a") + reserved + "b"); }), 0) << reserved;
+  }
+  EXPECT_EQ(SubCategoryOf([&] { NewPart(*m_session, ""); }), ExcSubEmpty);
+  UDMItemPtr part = NewPart(*m_session, "plate");
+  try {
+    part->SetAttribute("no_such_attribute", vqVariant("x"));
+    FAIL();
+  } catch (const UDMException& e) {
+    EXPECT_NE(std::string(e.what()).find("no_such_attribute"), std::string::npos) << e.what();
+    EXPECT_NE(std::string(e.what()).find("plate"), std::string::npos) << e.what();
+  }
+  EXPECT_EQ(SubCategoryOf([&] { part->SetAttribute("mass", vqVariant("heavy")); }), ExcSubWrongType);
+  EXPECT_EQ(SubCategoryOf([&] { part->SetAttribute(kSmdCreateduser, vqVariant("mallory")); }),
+            ExcSubGeneral);
+}
+
+TEST_P(RepositoryTest, FailedCommitLeavesNothingBehind) {
+  UDMItemPtr parent = m_session->CreateEntity(kClassProject, "rocket", UDMUID());
+  UDMItemPtr child = NewPart(*m_session, "fin");
+  parent->AddChild(child, "parts");
+  // The fault cannot be produced otherwise: a wrapper fails the commit.
+  struct FailingCommit : vqlm::DbDriverWrapper {
+    using DbDriverWrapper::DbDriverWrapper;
+    vqlm::DbStatus Commit() override {
+      Target().Rollback();
+      return vqlm::DbStatus::Failure(vqlm::DbFailed, "disk full (injected)");
+    }
+  };
+  store::SetDriverDecorator([](std::shared_ptr<vqlm::iDbDriver> db) {
+    return std::make_shared<FailingCommit>(db);
+  });
+  boost::shared_ptr<IUDMSession> failing = OpenSession("carol");
+  store::SetDriverDecorator(nullptr);
+  UDMItemPtr doomed = failing->CreateEntity(kClassProject, "doomed", UDMUID());
+  doomed->AddChild(failing->CreateEntity(kClassPart, "wing", UDMUID()), "parts");
+  EXPECT_THROW(doomed->Persist("", GDM_RECURSE_ALL, -1, false, true), UDMException);
+  EXPECT_TRUE(doomed->IsNew()) << "the object must still hold its unsaved work";
+
+  boost::shared_ptr<IUDMSession> observer = OpenSession("dave");
+  EXPECT_FALSE(observer->FindItemById(doomed->GetUID(), true, ""));
+  vqStlVector<UDMItemPtr> roots;
+  observer->GetRootEntities(RootEntityItems, roots);
+  EXPECT_TRUE(roots.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, RepositoryTest, ::testing::Values("sqlite"));
