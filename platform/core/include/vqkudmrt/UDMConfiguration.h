@@ -53,6 +53,8 @@ class VQKUDMRT_API UDMConfiguration : public boost::enable_shared_from_this<UDMC
   UDMConfiguration() = default;
   void Insert(const boost::shared_ptr<UDMContentDefinition>& definition);
   void CheckDerivations(const vqString& sourceName) const;
+  // Points every definition at its base; bases that are missing stay null.
+  void LinkBases();
 
   vqString m_file;
   vqStlVector<UDMPluginEntry> m_plugins;

@@ -74,10 +74,15 @@ class VQKUDMRT_API UDMContentDefinition {
   vqString ToXml() const;
 
  private:
-  boost::shared_ptr<UDMContentDefinition> Base() const;
+  boost::shared_ptr<UDMContentDefinition> Base() const { return m_base; }
 
   Fields m_fields;
   boost::weak_ptr<UDMConfiguration> m_configuration;
+  // Held strongly so a definition keeps working on its own; derivation is
+  // acyclic, so this makes no ownership cycle. Set by the configuration.
+  boost::shared_ptr<UDMContentDefinition> m_base;
+
+  friend class UDMConfiguration;
 };
 
 }  // namespace vqkudm

@@ -9,6 +9,10 @@
 
 #include <vqkudmrt/IUDMSession.h>
 
+namespace vqlm {
+class iDbDriver;
+}
+
 namespace vqkudm {
 
 namespace store {
@@ -45,6 +49,8 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
 
   // Runtime use.
   store::EntityStore& Store() { return *m_store; }
+  // The repository database, for diagnostics and tools.
+  vqlm::iDbDriver& Database();
   // The current revision of a data-model id: the session's own object when
   // it holds a new or edited one, else the latest stored revision.
   boost::shared_ptr<UDMItem> FindLatest(const vqString& dmid);

@@ -40,6 +40,7 @@ boost::shared_ptr<UDMConfiguration> UDMConfiguration::Load(const vqString& confi
     }
   }
   configuration->CheckDerivations(file);
+  configuration->LinkBases();
   return configuration;
 }
 
@@ -51,6 +52,14 @@ void UDMConfiguration::Insert(const boost::shared_ptr<UDMContentDefinition>& def
     m_ordered.push_back(definition);
   }
   m_byType[definition->GetType()] = definition;
+}
+
+void UDMConfiguration::LinkBases() {
+  for (const auto& definition : m_ordered) {
+    vqString base;
+    definition->GetDerivedFrom(base);
+    definition->m_base = base.empty() ? boost::shared_ptr<UDMContentDefinition>() : GetContentDefinition(base);
+  }
 }
 
 void UDMConfiguration::CheckDerivations(const vqString& sourceName) const {
@@ -160,6 +169,7 @@ boost::shared_ptr<UDMContentDefinition> UDMConfiguration::AddOrReplaceDefinition
     m_byType = savedByType;
     throw;
   }
+  LinkBases();
   return definition;
 }
 

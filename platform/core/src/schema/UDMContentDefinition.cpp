@@ -23,12 +23,6 @@ UDMContentDefinition::UDMContentDefinition(const Fields& fields,
 
 UDMContentDefinition::~UDMContentDefinition() = default;
 
-boost::shared_ptr<UDMContentDefinition> UDMContentDefinition::Base() const {
-  boost::shared_ptr<UDMConfiguration> configuration = m_configuration.lock();
-  if (!configuration || m_fields.derivedFrom.empty()) return boost::shared_ptr<UDMContentDefinition>();
-  return configuration->GetContentDefinition(m_fields.derivedFrom);
-}
-
 bool UDMContentDefinition::DerivesFrom(const vqString& type) const {
   // Bounded walk: the configuration refuses cycles, this guards against bugs.
   boost::shared_ptr<UDMContentDefinition> base = Base();

@@ -69,6 +69,8 @@ vqString UDMSession::Now() {
   return text;
 }
 
+vqlm::iDbDriver& UDMSession::Database() { return m_store->Db(); }
+
 boost::shared_ptr<UDMContentDefinition> UDMSession::GetContentDefinition(const vqString& type) const {
   return m_schema->GetContentDefinition(type);
 }
