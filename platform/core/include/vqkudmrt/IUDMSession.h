@@ -16,6 +16,7 @@
 
 namespace vqkudm {
 
+class IUDMSlot;
 class UDMItem;
 class UDMConfiguration;
 class UDMContentDefinition;
@@ -57,6 +58,13 @@ class VQKUDMRT_API IUDMSession {
   // Identifier and definition of the latest revision of each deleted entity.
   virtual void GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) = 0;
   virtual void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) = 0;
+
+  // Every change made through this session is delivered to each registered
+  // slot, synchronously and in order, on the thread that made it. A slot
+  // registered or unregistered during a delivery takes effect with the next
+  // change. The session holds the slot while it is registered.
+  virtual void RegisterSlot(const boost::shared_ptr<IUDMSlot>& slot) = 0;
+  virtual void UnregisterSlot(const boost::shared_ptr<IUDMSlot>& slot) = 0;
 
   virtual boost::shared_ptr<UDMSessionConfig> GetSessionConfig() const = 0;
   virtual boost::shared_ptr<UDMConfiguration> GetConfiguration() const = 0;

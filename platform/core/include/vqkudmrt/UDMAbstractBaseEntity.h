@@ -85,6 +85,8 @@ class VQKUDMRT_API UDMAbstractBaseEntity
   bool m_deleted = false;
   bool m_modified = false;
   bool m_checkedOut = false;
+  // Off while the session builds the entity, so construction reports one change.
+  bool m_notify = false;
 
   friend class UDMSession;
 };

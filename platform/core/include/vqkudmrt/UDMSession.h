@@ -8,6 +8,7 @@
 #include <boost/weak_ptr.hpp>
 
 #include <vqkudmrt/IUDMSession.h>
+#include <vqkudmrt/UDMUpdateWrapper.h>
 
 namespace vqlm {
 class iDbDriver;
@@ -43,6 +44,21 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   void GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) override;
   void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
 
+  void RegisterSlot(const boost::shared_ptr<IUDMSlot>& slot) override;
+  void UnregisterSlot(const boost::shared_ptr<IUDMSlot>& slot) override;
+
+  // A change made by another session or process, from the repository's log.
+  struct LoggedChange {
+    std::int64_t sequence = 0;
+    vqString sessionId;
+    SignalOption op = SIGNAL_NONE;
+    UDMUID uid;
+    vqString childUid;
+    vqString time;
+  };
+  // The changes other sessions stored after `afterSequence`, oldest first.
+  void ReadChangesOfOthers(std::int64_t afterSequence, vqStlVector<LoggedChange>& out);
+
   boost::shared_ptr<UDMSessionConfig> GetSessionConfig() const override { return m_config; }
   boost::shared_ptr<UDMConfiguration> GetConfiguration() const override { return m_schema; }
   boost::shared_ptr<UDMContentDefinition> GetContentDefinition(const vqString& type) const override;
@@ -57,6 +73,14 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // Keeps an entity alive while it has unsaved changes, or lets it go.
   void Retain(const boost::shared_ptr<UDMItem>& item);
   void Release(const UDMItem& item);
+  // Makes a change record, delivers it to the registered slots and returns it.
+  boost::shared_ptr<const UDMChangeRecord> Notify(SignalOption op, const boost::shared_ptr<UDMItem>& entity,
+                                                  const vqString& attributeName = vqString(),
+                                                  const vqVariant& attributeValue = vqVariant(),
+                                                  const boost::shared_ptr<UDMItem>& child = nullptr,
+                                                  const boost::shared_ptr<const UDMChangeRecord>& parent = nullptr);
+  // Appends a stored change to the repository's log (inside its transaction).
+  void LogChange(SignalOption op, const UDMUID& uid, const UDMUID& child = UDMUID());
   // Moves an entity in the identity map after its identifier changed.
   void Rekey(const UDMUID& oldUid, const boost::shared_ptr<UDMItem>& item);
   // The current time as stored in the repository (ISO-8601, UTC, ms).
@@ -82,6 +106,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   std::unordered_map<vqString, boost::weak_ptr<UDMItem>> m_newByDmid;
   // Entities with unsaved changes, held until persisted or undone.
   std::unordered_map<vqString, boost::shared_ptr<UDMItem>> m_retained;
+  std::vector<boost::shared_ptr<IUDMSlot>> m_slots;
 };
 
 }  // namespace vqkudm

@@ -4,6 +4,8 @@
 #include <vqkudmrt/UDMAttributeDefinition.h>
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/UDMItem.h>
+#include <vqkudmrt/UDMSession.h>
 
 namespace vqkudm {
 
@@ -64,6 +66,12 @@ bool UDMAbstractBaseEntity::SetAttribute(const vqString& name, const vqVariant& 
     m_attributes[name] = checked;
   }
   m_modified = true;
+  if (m_notify) {
+    if (boost::shared_ptr<UDMSession> session = GetSession()) {
+      session->Notify(SIGNAL_ATTRIBUTE_SET, boost::dynamic_pointer_cast<UDMItem>(shared_from_this()), name,
+                      checked);
+    }
+  }
   return true;
 }
 

@@ -129,7 +129,9 @@ UDMItemPtr UDMItem::AddChild(const UDMItemPtr& child, const vqString& group) {
   m_childKeys.insert(group + "/" + child->m_uid.GetDmUid());
   child->m_pendingParents.push_back(boost::static_pointer_cast<UDMItem>(shared_from_this()));
   m_modified = true;
-  session->Retain(boost::static_pointer_cast<UDMItem>(shared_from_this()));
+  UDMItemPtr self = boost::static_pointer_cast<UDMItem>(shared_from_this());
+  session->Retain(self);
+  session->Notify(SIGNAL_CHILD_ADDED, self, vqString(), vqVariant(), child);
   return child;
 }
 
@@ -159,6 +161,9 @@ void UDMItem::RemoveChild(const UDMItemPtr& child) {
                                }),
                 parents.end());
   m_modified = true;
+  SessionOf(*this, UDM_FUNCSIG)
+      ->Notify(SIGNAL_CHILD_REMOVED, boost::static_pointer_cast<UDMItem>(shared_from_this()), vqString(),
+               vqVariant(), child);
 }
 
 void UDMItem::GetChildren(vqStlVector<UDMItemPtr>& out, const vqString& group) {
@@ -261,7 +266,7 @@ void UDMItem::CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemP
 }
 
 void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int revision,
-                      bool keepCheckedOut, bool /*notify*/) {
+                      bool keepCheckedOut, bool notify) {
   RequireEditable(UDM_FUNCSIG, "persist");
   if (revision != -1 && revision != GetRevision()) {
     ThrowInvalidArgException(UDM_FUNCSIG,
@@ -304,6 +309,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   session->Store().InTransaction("persisting " + ToString(""), [&] {
     session->Store().InsertNewEntities(pointers);
     session->Store().InsertLinks(links, 0);
+    for (const store::RevisionRecord& r : records) session->LogChange(SIGNAL_PERSISTED, r.uid);
   });
 
   // Stored: update the objects only now, so a failure above changes nothing.
@@ -325,6 +331,12 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
                                  }),
                   parents.end());
     if (!item->m_checkedOut) session->Release(*item);
+  }
+  if (!notify) return;
+  // The persist of this item is the parent change of its descendants' persists.
+  boost::shared_ptr<const UDMChangeRecord> root = session->Notify(SIGNAL_PERSISTED, batch.front());
+  for (std::size_t i = 1; i < batch.size(); ++i) {
+    session->Notify(SIGNAL_PERSISTED, batch[i], vqString(), vqVariant(), nullptr, root);
   }
 }
 

@@ -1,8 +1,11 @@
 #include <vqkudmrt/UDMSession.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
+
+#include <boost/make_shared.hpp>
 
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMAttributeDefinition.h>
@@ -67,6 +70,53 @@ vqString UDMSession::Now() {
   std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
                 utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, millis);
   return text;
+}
+
+void UDMSession::RegisterSlot(const boost::shared_ptr<IUDMSlot>& slot) {
+  if (!slot) ThrowNullArgument(UDM_FUNCSIG, "slot ");
+  m_slots.push_back(slot);
+}
+
+void UDMSession::UnregisterSlot(const boost::shared_ptr<IUDMSlot>& slot) {
+  m_slots.erase(std::remove(m_slots.begin(), m_slots.end(), slot), m_slots.end());
+}
+
+boost::shared_ptr<const UDMChangeRecord> UDMSession::Notify(SignalOption op,
+                                                            const boost::shared_ptr<UDMItem>& entity,
+                                                            const vqString& attributeName,
+                                                            const vqVariant& attributeValue,
+                                                            const boost::shared_ptr<UDMItem>& child,
+                                                            const boost::shared_ptr<const UDMChangeRecord>& parent) {
+  auto record = boost::make_shared<UDMChangeRecord>();
+  record->op = op;
+  record->entity = entity;
+  record->uid = entity ? entity->GetUID() : UDMUID();
+  record->sessionId = m_sessionId;
+  record->attributeName = attributeName;
+  record->attributeValue = attributeValue;
+  record->child = child;
+  record->parent = parent;
+  // A copy: slots may register or unregister while being told.
+  const std::vector<boost::shared_ptr<IUDMSlot>> slots = m_slots;
+  for (const auto& slot : slots) slot->update(UDMUpdateWrapper(record));
+  return record;
+}
+
+void UDMSession::LogChange(SignalOption op, const UDMUID& uid, const UDMUID& child) {
+  store::ChangeLogEntry entry;
+  entry.sessionId = m_sessionId;
+  entry.op = op;
+  entry.uid = uid.ToString();
+  entry.childUid = child.ToString();
+  entry.time = Now();
+  m_store->AppendChange(entry);
+}
+
+void UDMSession::ReadChangesOfOthers(std::int64_t afterSequence, vqStlVector<LoggedChange>& out) {
+  for (const store::ChangeLogEntry& entry : m_store->ReadChanges(afterSequence, m_sessionId)) {
+    out.push_back({entry.seq, entry.sessionId, static_cast<SignalOption>(entry.op), UDMUID(entry.uid),
+                   entry.childUid, entry.time});
+  }
 }
 
 vqlm::iDbDriver& UDMSession::Database() { return m_store->Db(); }
@@ -137,6 +187,8 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
   item->SetSystemAttribute(kSmdLstmodtime, vqVariant(now));
   m_newByDmid[id.GetDmUid()] = item;
   Retain(item);
+  item->m_notify = true;
+  Notify(SIGNAL_CREATED, item);
   return item;
 }
 
@@ -206,9 +258,12 @@ void UDMSession::DeleteEntity(const UDMUID& uid) {
                         "cannot delete " + item->ToString("") + ": it is not the latest revision",
                         ExcSubGeneral);
   }
-  m_store->InTransaction("deleting " + item->ToString(""),
-                         [&] { m_store->SetDeleted(uid.GetDmUid(), true); });
+  m_store->InTransaction("deleting " + item->ToString(""), [&] {
+    m_store->SetDeleted(uid.GetDmUid(), true);
+    LogChange(SIGNAL_DELETED, uid);
+  });
   item->m_deleted = true;
+  Notify(SIGNAL_DELETED, item);
 }
 
 void UDMSession::UndeleteEntity(const UDMUID& uid) {
@@ -217,9 +272,12 @@ void UDMSession::UndeleteEntity(const UDMUID& uid) {
     ThrowStateException(UDM_FUNCSIG, "cannot restore " + item->ToString("") + ": it is not deleted",
                         ExcSubGeneral);
   }
-  m_store->InTransaction("restoring " + item->ToString(""),
-                         [&] { m_store->SetDeleted(uid.GetDmUid(), false); });
+  m_store->InTransaction("restoring " + item->ToString(""), [&] {
+    m_store->SetDeleted(uid.GetDmUid(), false);
+    LogChange(SIGNAL_UNDELETED, uid);
+  });
   item->m_deleted = false;
+  Notify(SIGNAL_UNDELETED, item);
 }
 
 void UDMSession::ObliterateEntity(const UDMUID& uid, bool recursive) {
@@ -231,8 +289,10 @@ void UDMSession::ObliterateEntity(const UDMUID& uid, bool recursive) {
     }
     m_store->InTransaction("obliterating " + item->ToString(""), [&] {
       for (const vqString& dmid : doomed) m_store->Obliterate(dmid);
+      LogChange(SIGNAL_OBLITERATED, uid);
     });
   }
+  Notify(SIGNAL_OBLITERATED, item);
   // Forget every object of the obliterated entities; holders see them deleted.
   for (const vqString& dmid : doomed) {
     for (auto it = m_identityMap.begin(); it != m_identityMap.end();) {

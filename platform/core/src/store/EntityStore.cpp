@@ -315,6 +315,28 @@ std::int64_t EntityStore::CountDeletedContents() {
   return ToInt64(Query("SELECT count(*) FROM udm_entity WHERE deleted = ?", {vqVariant(1)}).GetValue(0, 0));
 }
 
+void EntityStore::AppendChange(const ChangeLogEntry& e) {
+  auto text = [](const vqString& value) { return value.empty() ? vqVariant() : vqVariant(value); };
+  Execute("INSERT INTO udm_change (session_id, op, uid, url, attr_name, attr_value, child_uid, change_time)"
+          " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
+          {e.sessionId, vqVariant(e.op), text(e.uid), text(e.url), text(e.attributeName),
+           text(e.attributeValue), text(e.childUid), e.time});
+}
+
+std::vector<ChangeLogEntry> EntityStore::ReadChanges(std::int64_t afterSeq, const vqString& excludeSession) {
+  const vqlm::ResultSet rows = Query(
+      "SELECT seq, session_id, op, uid, url, attr_name, attr_value, child_uid, change_time"
+      " FROM udm_change WHERE seq > ? AND session_id <> ? ORDER BY seq",
+      {vqVariant(afterSeq), excludeSession});
+  std::vector<ChangeLogEntry> entries;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    auto text = [&](std::size_t column) { return rows.GetValue(i, column).ToString(); };
+    entries.push_back({ToInt64(rows.GetValue(i, 0)), text(1), static_cast<int>(ToInt64(rows.GetValue(i, 2))),
+                       text(3), text(4), text(5), text(6), text(7), text(8)});
+  }
+  return entries;
+}
+
 std::vector<UDMUID> EntityStore::GetRootEntities(const vqString& className) {
   const vqlm::ResultSet rows = Query(
       "SELECT r.uid FROM udm_entity e JOIN udm_revision r"

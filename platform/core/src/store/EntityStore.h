@@ -42,6 +42,18 @@ struct AncestorRecord {
   vqString group;  // the group of the ancestor that holds the link on the way down
 };
 
+struct ChangeLogEntry {
+  std::int64_t seq = 0;
+  vqString sessionId;
+  int op = 0;
+  vqString uid;
+  vqString url;
+  vqString attributeName;
+  vqString attributeValue;
+  vqString childUid;
+  vqString time;
+};
+
 class EntityStore {
  public:
   explicit EntityStore(std::shared_ptr<vqlm::iDbDriver> db);
@@ -89,6 +101,10 @@ class EntityStore {
   // Latest revisions of deleted entities: identifier and definition, oldest first.
   std::vector<std::pair<UDMUID, vqString>> GetDeletedContents();
   std::int64_t CountDeletedContents();
+  // Appends to the change log; call inside the change's transaction.
+  void AppendChange(const ChangeLogEntry& entry);
+  // Log entries after `afterSeq`, oldest first, except those of `excludeSession`.
+  std::vector<ChangeLogEntry> ReadChanges(std::int64_t afterSeq, const vqString& excludeSession);
   // Latest revisions of live entities of the given class that have no parent.
   std::vector<UDMUID> GetRootEntities(const vqString& className);
 

@@ -1,0 +1,106 @@
+#include "session_fixture.h"
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMSession.h>
+#include <vqkudmrt/UDMUpdateWrapper.h>
+
+using namespace vqkudm;
+
+namespace {
+
+class Recorder : public IUDMSlot {
+ public:
+  void update(UDMUpdateWrapper change) override {
+    changes.push_back(change);
+    if (onUpdate) onUpdate(change);
+  }
+  std::vector<std::string> Kinds() const {
+    std::vector<std::string> kinds;
+    for (const auto& change : changes) {
+      std::string kind = SignalOptionName(change.GetOpCode());
+      if (!change.GetAttributeName().empty()) kind += ":" + change.GetAttributeName();
+      kinds.push_back(kind);
+    }
+    return kinds;
+  }
+  std::vector<UDMUpdateWrapper> changes;
+  std::function<void(const UDMUpdateWrapper&)> onUpdate;
+};
+
+}  // namespace
+
+class NotificationTest : public RepositoryTest {};
+
+TEST_P(NotificationTest, ChangesArriveInOrderWithWhatChanged) {
+  auto recorder = boost::make_shared<Recorder>();
+  m_session->RegisterSlot(recorder);
+  UDMItemPtr project = m_session->CreateEntity(kClassProject, "kart", UDMUID());
+  UDMItemPtr seat = m_session->CreateEntity(kClassPart, "seat", UDMUID());
+  seat->SetAttribute("material", vqVariant("foam"));
+  project->AddChild(seat, "parts");
+  project->Persist("", GDM_RECURSE_ALL, -1, false, true);
+
+  EXPECT_EQ(recorder->Kinds(), (std::vector<std::string>{"created", "created", "attribute set:material",
+                                                         "child added", "persisted", "persisted"}));
+  const UDMUpdateWrapper& attribute = recorder->changes[2];
+  EXPECT_EQ(attribute.GetAttributeValue(), vqVariant("foam"));
+  EXPECT_EQ(attribute.GetSessionId(), m_session->GetSessionId());
+  EXPECT_EQ(recorder->changes[3].GetChild(), seat);
+  const UDMUpdateWrapper& childPersist = recorder->changes[5];
+  EXPECT_EQ(childPersist.GetEntity(), seat);
+  EXPECT_EQ(childPersist.GetParentUpdate().GetEntity(), project);
+  EXPECT_FALSE(recorder->changes[4].GetParentUpdate().IsValid());
+
+  m_session->UnregisterSlot(recorder);
+  m_session->DeleteEntity(seat->GetUID());
+  EXPECT_EQ(recorder->changes.size(), 6u);
+}
+
+TEST_P(NotificationTest, SlotsRegisteredDuringDeliveryHearTheNextChangeAndUidSlotsFilter) {
+  auto late = boost::make_shared<Recorder>();
+  auto first = boost::make_shared<Recorder>();
+  first->onUpdate = [&](const UDMUpdateWrapper&) {
+    if (first->changes.size() == 1) m_session->RegisterSlot(late);
+  };
+  m_session->RegisterSlot(first);
+  UDMItemPtr part = m_session->CreateEntity(kClassPart, "axle", UDMUID());
+  EXPECT_TRUE(late->changes.empty());
+  part->SetAttribute("mass", vqVariant(2.0));
+  EXPECT_EQ(late->Kinds(), (std::vector<std::string>{"attribute set:mass"}));
+
+  auto filtered = boost::make_shared<Recorder>();
+  m_session->RegisterSlot(boost::make_shared<UDMUIDSlot>(part->GetUID(), filtered));
+  m_session->CreateEntity(kClassPart, "other", UDMUID());
+  part->SetAttribute("material", vqVariant("steel"));
+  EXPECT_EQ(filtered->Kinds(), (std::vector<std::string>{"attribute set:material"}));
+}
+
+TEST_P(NotificationTest, OtherSessionsReadStoredChangesFromTheLog) {
+  boost::shared_ptr<IUDMSession> bob = OpenSession("bob");
+  auto bobSession = boost::dynamic_pointer_cast<UDMSession>(bob);
+  vqStlVector<UDMSession::LoggedChange> before;
+  bobSession->ReadChangesOfOthers(0, before);
+  EXPECT_TRUE(before.empty());
+
+  UDMItemPtr part = m_session->CreateEntity(kClassPart, "wheel", UDMUID());
+  part->SetAttribute("material", vqVariant("rubber"));  // private until persisted: not logged
+  part->Persist("", GDM_RECURSE_NONE, -1, false, true);
+  m_session->DeleteEntity(part->GetUID());
+
+  vqStlVector<UDMSession::LoggedChange> seen;
+  bobSession->ReadChangesOfOthers(0, seen);
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_EQ(seen[0].op, SIGNAL_PERSISTED);
+  EXPECT_EQ(seen[0].uid, part->GetUID());
+  EXPECT_EQ(seen[1].op, SIGNAL_DELETED);
+  EXPECT_EQ(seen[0].sessionId, m_session->GetSessionId());
+
+  vqStlVector<UDMSession::LoggedChange> later;
+  bobSession->ReadChangesOfOthers(seen.back().sequence, later);
+  EXPECT_TRUE(later.empty());
+  vqStlVector<UDMSession::LoggedChange> own;
+  boost::dynamic_pointer_cast<UDMSession>(m_session)->ReadChangesOfOthers(0, own);
+  EXPECT_TRUE(own.empty()) << "a session's own changes are not news to it";
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, NotificationTest, ::testing::Values("sqlite"));
