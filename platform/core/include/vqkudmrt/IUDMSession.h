@@ -18,6 +18,7 @@ namespace vqkudm {
 
 class IUDMSlot;
 class UDMItem;
+class UDMRelation;
 class UDMConfiguration;
 class UDMContentDefinition;
 class UDMSessionConfig;
@@ -58,6 +59,14 @@ class VQKUDMRT_API IUDMSession {
   // Identifier and definition of the latest revision of each deleted entity.
   virtual void GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) = 0;
   virtual void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) = 0;
+
+  // A relation of the relation definition `relationType` from `source` (left)
+  // to `target` (right), stored at once. Null when it cannot be made: an
+  // end missing or not yet persisted, the same item at both ends, or a type
+  // that is not a concrete relation definition (the reason is logged).
+  virtual boost::shared_ptr<UDMRelation> CreateRelation(const boost::shared_ptr<UDMItem>& source,
+                                                        const boost::shared_ptr<UDMItem>& target,
+                                                        const vqString& relationType, bool bidirectional) = 0;
 
   // Every change made through this session is delivered to each registered
   // slot, synchronously and in order, on the thread that made it. A slot

@@ -13,6 +13,7 @@
 namespace vqkudm {
 
 class UDMItem;
+class UDMRelation;
 using UDMItemPtr = boost::shared_ptr<UDMItem>;
 
 // Recursion of persisting and saving: the entity alone, or with its whole
@@ -47,6 +48,10 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
                         int level, int reserved);
   // The top of the item's first-parent chain (the item itself for a root).
   UDMItemPtr GetRootEntity(bool followFirstParent = true);
+
+  // Stored relations of the item: direction 1 where it is the right end, 2
+  // where it is the left end, anything else both; oldest first.
+  void GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction);
 
   // Stores the item (and with GDM_RECURSE_ALL its new descendants) in one
   // transaction. A new item becomes revision 0. Mandatory attributes must

@@ -43,6 +43,16 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   unsigned long long GetDeletedContentsSize() override;
   void GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) override;
   void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
+  boost::shared_ptr<UDMRelation> CreateRelation(const boost::shared_ptr<UDMItem>& source,
+                                                const boost::shared_ptr<UDMItem>& target,
+                                                const vqString& relationType, bool bidirectional) override;
+  // The relation of that identifier, or null.
+  boost::shared_ptr<UDMRelation> FindRelationById(const UDMUID& uid);
+  // Removes relations. Each comes with its options ("deleteallversions",
+  // "cascade", "recurseoption"); a relation has one revision and owns
+  // nothing, so every option leads to the same removal.
+  void DeleteRelations(
+      const vqStlVector<std::pair<boost::shared_ptr<UDMRelation>, vqStlMap<vqString, vqVariant>>>& relations);
 
   void RegisterSlot(const boost::shared_ptr<IUDMSlot>& slot) override;
   void UnregisterSlot(const boost::shared_ptr<IUDMSlot>& slot) override;
@@ -107,6 +117,8 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // Entities with unsaved changes, held until persisted or undone.
   std::unordered_map<vqString, boost::shared_ptr<UDMItem>> m_retained;
   std::vector<boost::shared_ptr<IUDMSlot>> m_slots;
+  // Relations live as long as the session, so handles never lose them.
+  std::unordered_map<vqString, boost::shared_ptr<UDMRelation>> m_relations;
 };
 
 }  // namespace vqkudm

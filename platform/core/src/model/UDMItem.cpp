@@ -10,6 +10,7 @@
 #include <vqkudmrt/UDMConfiguration.h>
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/UDMRelation.h>
 #include <vqkudmrt/UDMSession.h>
 
 #include "../store/EntityStore.h"
@@ -246,6 +247,14 @@ UDMItemPtr UDMItem::GetRootEntity(bool /*followFirstParent*/) {
     node = parent;
   }
   return node;
+}
+
+void UDMItem::GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction) {
+  if (m_isNew) return;
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  for (const UDMUID& uid : session->Store().GetRelationsOf(m_uid.GetDmUid(), direction)) {
+    if (boost::shared_ptr<UDMRelation> relation = session->FindRelationById(uid)) out.push_back(relation);
+  }
 }
 
 void UDMItem::CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch) {

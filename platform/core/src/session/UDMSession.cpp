@@ -13,6 +13,9 @@
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMItem.h>
+#include <vqkudmrt/UDMLogger.h>
+#include <vqkudmrt/UDMRelation.h>
+#include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 #include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmosa/osaDirectory.h>
@@ -327,6 +330,90 @@ void UDMSession::GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem
   }
   for (const UDMUID& uid : m_store->GetRootEntities(className)) {
     if (boost::shared_ptr<UDMItem> item = FindItemById(uid, true, vqString())) out.push_back(item);
+  }
+}
+
+boost::shared_ptr<UDMRelation> UDMSession::CreateRelation(const boost::shared_ptr<UDMItem>& source,
+                                                          const boost::shared_ptr<UDMItem>& target,
+                                                          const vqString& relationType, bool bidirectional) {
+  auto refuse = [&](const vqString& reason) {
+    UDMFramework::GetInstance()->GetLogger()->LogMessage(
+        "no relation \"" + relationType + "\" made: " + reason, UDMLogger::LevelInfo);
+    return boost::shared_ptr<UDMRelation>();
+  };
+  if (!source || !target) return refuse("an end is missing");
+  if (source->IsNew() || target->IsNew()) return refuse("both ends must be persisted first");
+  if (source->GetUID().GetDmUid() == target->GetUID().GetDmUid()) return refuse("both ends are the same item");
+  boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(relationType);
+  if (!cdef || !cdef->IsRelation() || cdef->IsAbstract()) {
+    return refuse("it is not a concrete relation definition");
+  }
+  boost::shared_ptr<UDMRelation> relation(new UDMRelation(shared_from_this(), cdef, UDMUID::Generate(0)));
+  relation->m_kind = bidirectional ? RelationBidirectional : RelationDirected;
+  relation->m_leftDmid = source->GetUID().GetDmUid();
+  relation->m_leftRevision = source->GetRevision();
+  relation->m_leftType = source->GetContentDefinitionType();
+  relation->m_rightDmid = target->GetUID().GetDmUid();
+  relation->m_rightRevision = target->GetRevision();
+  relation->m_rightType = target->GetContentDefinitionType();
+  const vqString name = source->GetName() + " -> " + target->GetName();
+  store::RevisionRecord record;
+  record.uid = relation->GetUID();
+  record.cdef = relationType;
+  record.className = cdef->GetUDMClassName();
+  record.name = name;
+  record.createdBy = record.modifiedBy = m_userName;
+  record.createdTime = record.modifiedTime = Now();
+  store::RelationRecord ends{relation->m_kind, relation->m_leftDmid, relation->m_rightDmid,
+                             relation->m_leftType, relation->m_rightType, relation->m_leftRevision,
+                             relation->m_rightRevision};
+  m_store->InTransaction("relating " + source->ToString("") + " to " + target->ToString(""), [&] {
+    m_store->InsertRelation(record, ends);
+    LogChange(SIGNAL_CREATED, record.uid);
+  });
+  model::ApplyColumnAttributes(record, relation->m_attributes);
+  m_relations[record.uid.ToString()] = relation;
+  // The source gained a relation to the target.
+  Notify(SIGNAL_MODIFIED, source, vqString(), vqVariant(), target);
+  return relation;
+}
+
+boost::shared_ptr<UDMRelation> UDMSession::FindRelationById(const UDMUID& uid) {
+  if (!uid.IsValid()) return boost::shared_ptr<UDMRelation>();
+  auto it = m_relations.find(uid.ToString());
+  if (it != m_relations.end()) return it->second;
+  store::RevisionRecord record;
+  store::RelationRecord ends;
+  if (!m_store->LoadRelation(uid, record, ends)) return boost::shared_ptr<UDMRelation>();
+  boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(record.cdef);
+  if (!cdef) return boost::shared_ptr<UDMRelation>();
+  boost::shared_ptr<UDMRelation> relation(new UDMRelation(shared_from_this(), cdef, uid));
+  for (const auto& [name, value] : record.attributes) relation->m_attributes[name] = value;
+  model::ApplyColumnAttributes(record, relation->m_attributes);
+  relation->m_kind = ends.kind;
+  relation->m_leftDmid = ends.leftDmid;
+  relation->m_rightDmid = ends.rightDmid;
+  relation->m_leftType = ends.leftType;
+  relation->m_rightType = ends.rightType;
+  relation->m_leftRevision = ends.leftRevision;
+  relation->m_rightRevision = ends.rightRevision;
+  relation->m_latestRevision = record.latestRevision;
+  m_relations[uid.ToString()] = relation;
+  return relation;
+}
+
+void UDMSession::DeleteRelations(
+    const vqStlVector<std::pair<boost::shared_ptr<UDMRelation>, vqStlMap<vqString, vqVariant>>>& relations) {
+  m_store->InTransaction("removing relations", [&] {
+    for (const auto& entry : relations) {
+      if (!entry.first) ThrowNullArgument(UDM_FUNCSIG, "relation ");
+      m_store->Obliterate(entry.first->GetUID().GetDmUid());
+      LogChange(SIGNAL_OBLITERATED, entry.first->GetUID());
+    }
+  });
+  for (const auto& entry : relations) {
+    entry.first->m_deleted = true;
+    m_relations.erase(entry.first->GetUID().ToString());
   }
 }
 

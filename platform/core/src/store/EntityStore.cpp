@@ -315,6 +315,53 @@ std::int64_t EntityStore::CountDeletedContents() {
   return ToInt64(Query("SELECT count(*) FROM udm_entity WHERE deleted = ?", {vqVariant(1)}).GetValue(0, 0));
 }
 
+void EntityStore::InsertRelation(const RevisionRecord& record, const RelationRecord& ends) {
+  InsertNewEntities({&record});
+  Execute("INSERT INTO udm_relation (uid, relation_type, left_dmid, left_rev, right_dmid, right_rev)"
+          " VALUES (?, ?, ?, ?, ?, ?)",
+          {record.uid.ToString(), vqVariant(ends.kind), ends.leftDmid, vqVariant(ends.leftRevision),
+           ends.rightDmid, vqVariant(ends.rightRevision)});
+}
+
+bool EntityStore::LoadRelation(const UDMUID& uid, RevisionRecord& record, RelationRecord& ends) {
+  if (!LoadRevision(uid, record)) return false;
+  const vqlm::ResultSet rows = Query(
+      "SELECT r.relation_type, r.left_dmid, r.left_rev, l.cdef, r.right_dmid, r.right_rev, g.cdef"
+      " FROM udm_relation r JOIN udm_entity l ON l.dmid = r.left_dmid JOIN udm_entity g ON g.dmid = r.right_dmid"
+      " WHERE r.uid = ?",
+      {uid.ToString()});
+  if (rows.IsEmpty()) return false;
+  ends.kind = static_cast<int>(ToInt64(rows.GetValue(0, 0)));
+  ends.leftDmid = rows.GetValue(0, 1).ToString();
+  ends.leftRevision = static_cast<int>(ToInt64(rows.GetValue(0, 2)));
+  ends.leftType = rows.GetValue(0, 3).ToString();
+  ends.rightDmid = rows.GetValue(0, 4).ToString();
+  ends.rightRevision = static_cast<int>(ToInt64(rows.GetValue(0, 5)));
+  ends.rightType = rows.GetValue(0, 6).ToString();
+  return true;
+}
+
+std::vector<UDMUID> EntityStore::GetRelationsOf(const vqString& dmid, int direction) {
+  const bool left = direction != 1, right = direction != 2;
+  const vqlm::ResultSet rows = Query(
+      "SELECT r.uid FROM udm_relation r JOIN udm_revision v ON v.uid = r.uid"
+      " JOIN udm_entity e ON e.dmid = v.dmid AND e.latest_rev = v.revision"
+      " WHERE e.deleted = 0 AND ((? = 1 AND r.left_dmid = ?) OR (? = 1 AND r.right_dmid = ?))"
+      " ORDER BY e.dmid",
+      {vqVariant(left ? 1 : 0), dmid, vqVariant(right ? 1 : 0), dmid});
+  std::vector<UDMUID> relations;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) relations.emplace_back(rows.GetValue(i, 0).ToString());
+  return relations;
+}
+
+void EntityStore::SetRelationEnd(const UDMUID& relation, bool left, int revision) {
+  if (left) {
+    Execute("UPDATE udm_relation SET left_rev = ? WHERE uid = ?", {vqVariant(revision), relation.ToString()});
+  } else {
+    Execute("UPDATE udm_relation SET right_rev = ? WHERE uid = ?", {vqVariant(revision), relation.ToString()});
+  }
+}
+
 void EntityStore::AppendChange(const ChangeLogEntry& e) {
   auto text = [](const vqString& value) { return value.empty() ? vqVariant() : vqVariant(value); };
   Execute("INSERT INTO udm_change (session_id, op, uid, url, attr_name, attr_value, child_uid, change_time)"

@@ -35,6 +35,13 @@ struct LinkRecord {
   std::int64_t position = 0;
 };
 
+struct RelationRecord {
+  int kind = 0;
+  vqString leftDmid, rightDmid;
+  vqString leftType, rightType;
+  int leftRevision = 0, rightRevision = 0;
+};
+
 // An entity found upwards of another, with its distance (1 = direct parent).
 struct AncestorRecord {
   vqString dmid;
@@ -101,6 +108,13 @@ class EntityStore {
   // Latest revisions of deleted entities: identifier and definition, oldest first.
   std::vector<std::pair<UDMUID, vqString>> GetDeletedContents();
   std::int64_t CountDeletedContents();
+  void InsertRelation(const RevisionRecord& record, const RelationRecord& ends);
+  bool LoadRelation(const UDMUID& uid, RevisionRecord& record, RelationRecord& ends);
+  // Identifiers of the relations with `dmid` at the right end (direction 1),
+  // the left end (2) or either (anything else), oldest first.
+  std::vector<UDMUID> GetRelationsOf(const vqString& dmid, int direction);
+  void SetRelationEnd(const UDMUID& relation, bool left, int revision);
+
   // Appends to the change log; call inside the change's transaction.
   void AppendChange(const ChangeLogEntry& entry);
   // Log entries after `afterSeq`, oldest first, except those of `excludeSession`.
