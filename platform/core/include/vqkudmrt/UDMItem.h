@@ -12,6 +12,7 @@
 
 namespace vqkudm {
 
+class UDMClassification;
 class UDMItem;
 class UDMRelation;
 using UDMItemPtr = boost::shared_ptr<UDMItem>;
@@ -49,6 +50,20 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   // The top of the item's first-parent chain (the item itself for a root).
   UDMItemPtr GetRootEntity(bool followFirstParent = true);
 
+  // Named references to other items, kept with the item's revision.
+  void AddReference(const UDMItemPtr& target, const vqString& name);
+  // The referenced items, with `name` or ("") any name.
+  void GetReferences(vqStlVector<UDMItemPtr>& out, const vqString& name);
+  void RemoveReference(const UDMItemPtr& target);
+  // The stored items that reference this one, with the names they use.
+  void GetReferredBy(vqStlVector<UDMItemPtr>& items, vqStlVector<vqString>& names);
+
+  // Categories the item is classified under, kept with the item's revision.
+  void AddClassification(const boost::shared_ptr<UDMClassification>& category);
+  void RemoveClassification(const boost::shared_ptr<UDMClassification>& category);
+  // With `withParents`, also the categories above them, each once.
+  void GetClassifications(vqStlVector<boost::shared_ptr<UDMClassification>>& out, bool withParents);
+
   // Stored relations of the item: direction 1 where it is the right end, 2
   // where it is the left end, anything else both; oldest first.
   void GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction);
@@ -68,8 +83,13 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
     vqString group;
     vqString childDmid;
   };
+  struct NamedTarget {
+    vqString name;
+    vqString dmid;
+  };
 
   void LoadLinks();
+  void LoadTargets();
   UDMItemPtr Resolve(const vqString& dmid) const;
   void CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch);
   bool IsAncestorOf(const UDMItem& item);
@@ -81,6 +101,9 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   // Names of the children per group, built on the first addition to a group
   // that forbids duplicate names, so each addition checks in constant time.
   std::map<vqString, std::multiset<vqString>> m_childNames;
+  std::vector<NamedTarget> m_references;
+  std::vector<vqString> m_categories;
+  bool m_targetsLoaded = false;
   // Parents through links not yet stored (links of new or checked-out parents).
   std::vector<boost::weak_ptr<UDMItem>> m_pendingParents;
 

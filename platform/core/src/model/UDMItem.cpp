@@ -7,6 +7,7 @@
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMAttributeDefinition.h>
 #include <vqkudmrt/UDMChildGroup.h>
+#include <vqkudmrt/UDMClassification.h>
 #include <vqkudmrt/UDMConfiguration.h>
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMException.h>
@@ -249,6 +250,114 @@ UDMItemPtr UDMItem::GetRootEntity(bool /*followFirstParent*/) {
   return node;
 }
 
+void UDMItem::LoadTargets() {
+  if (m_targetsLoaded) return;
+  if (!m_isNew) {
+    store::EntityStore& db = SessionOf(*this, UDM_FUNCSIG)->Store();
+    for (const store::TargetRecord& r : db.GetReferencesAt(m_uid.GetDmUid(), GetRevision())) {
+      m_references.push_back({r.name, r.targetDmid});
+    }
+    for (const store::TargetRecord& c : db.GetClassificationsAt(m_uid.GetDmUid(), GetRevision())) {
+      m_categories.push_back(c.targetDmid);
+    }
+  }
+  m_targetsLoaded = true;
+}
+
+void UDMItem::AddReference(const UDMItemPtr& target, const vqString& name) {
+  if (!target) ThrowNullArgument(UDM_FUNCSIG, "referenced item ");
+  if (name.empty()) ThrowEmptyArgument(UDM_FUNCSIG, "reference name ");
+  RequireEditable(UDM_FUNCSIG, "add a reference");
+  LoadTargets();
+  for (const NamedTarget& r : m_references) {
+    if (r.name == name && r.dmid == target->m_uid.GetDmUid()) return;
+  }
+  m_references.push_back({name, target->m_uid.GetDmUid()});
+  m_modified = true;
+  SessionOf(*this, UDM_FUNCSIG)->Retain(boost::static_pointer_cast<UDMItem>(shared_from_this()));
+}
+
+void UDMItem::GetReferences(vqStlVector<UDMItemPtr>& out, const vqString& name) {
+  LoadTargets();
+  for (const NamedTarget& r : m_references) {
+    if (!name.empty() && r.name != name) continue;
+    if (UDMItemPtr target = Resolve(r.dmid)) out.push_back(target);
+  }
+}
+
+void UDMItem::RemoveReference(const UDMItemPtr& target) {
+  if (!target) ThrowNullArgument(UDM_FUNCSIG, "referenced item ");
+  RequireEditable(UDM_FUNCSIG, "remove a reference");
+  LoadTargets();
+  const auto before = m_references.size();
+  m_references.erase(std::remove_if(m_references.begin(), m_references.end(),
+                                    [&](const NamedTarget& r) { return r.dmid == target->m_uid.GetDmUid(); }),
+                     m_references.end());
+  if (m_references.size() == before) {
+    ThrowInvalidArgException(UDM_FUNCSIG, ToString("") + " does not reference " + target->ToString(""),
+                             ExcSubNotFound);
+  }
+  m_modified = true;
+}
+
+void UDMItem::GetReferredBy(vqStlVector<UDMItemPtr>& items, vqStlVector<vqString>& names) {
+  if (m_isNew) return;
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  for (const store::TargetRecord& r : session->Store().GetReferrers(m_uid.GetDmUid())) {
+    if (UDMItemPtr source = session->FindLatest(r.targetDmid)) {
+      items.push_back(source);
+      names.push_back(r.name);
+    }
+  }
+}
+
+void UDMItem::AddClassification(const boost::shared_ptr<UDMClassification>& category) {
+  if (!category) ThrowNullArgument(UDM_FUNCSIG, "classification ");
+  RequireEditable(UDM_FUNCSIG, "classify");
+  if (category->IsNew()) {
+    ThrowStateException(UDM_FUNCSIG,
+                        "cannot classify " + ToString("") + " under " + category->ToString("") +
+                            ": persist the category first",
+                        ExcSubGeneral);
+  }
+  LoadTargets();
+  const vqString dmid = category->m_uid.GetDmUid();
+  if (std::find(m_categories.begin(), m_categories.end(), dmid) != m_categories.end()) return;
+  m_categories.push_back(dmid);
+  m_modified = true;
+  SessionOf(*this, UDM_FUNCSIG)->Retain(boost::static_pointer_cast<UDMItem>(shared_from_this()));
+}
+
+void UDMItem::RemoveClassification(const boost::shared_ptr<UDMClassification>& category) {
+  if (!category) ThrowNullArgument(UDM_FUNCSIG, "classification ");
+  RequireEditable(UDM_FUNCSIG, "remove a classification");
+  LoadTargets();
+  auto it = std::find(m_categories.begin(), m_categories.end(), category->m_uid.GetDmUid());
+  if (it == m_categories.end()) {
+    ThrowInvalidArgException(UDM_FUNCSIG,
+                             ToString("") + " is not classified under " + category->ToString(""), ExcSubNotFound);
+  }
+  m_categories.erase(it);
+  m_modified = true;
+}
+
+void UDMItem::GetClassifications(vqStlVector<boost::shared_ptr<UDMClassification>>& out, bool withParents) {
+  LoadTargets();
+  std::set<vqString> seen;
+  for (const vqString& dmid : m_categories) {
+    auto category = boost::dynamic_pointer_cast<UDMClassification>(Resolve(dmid));
+    if (!category || !seen.insert(dmid).second) continue;
+    out.push_back(category);
+    if (!withParents) continue;
+    vqStlVector<UDMItemPtr> parents;
+    category->GetParents(parents, 0);
+    for (const UDMItemPtr& parent : parents) {
+      auto above = boost::dynamic_pointer_cast<UDMClassification>(parent);
+      if (above && seen.insert(above->m_uid.GetDmUid()).second) out.push_back(above);
+    }
+  }
+}
+
 void UDMItem::GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction) {
   if (m_isNew) return;
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
@@ -291,6 +400,17 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   std::vector<UDMItemPtr> batch;
   CollectForPersist(recursion, batch);
 
+  for (const UDMItemPtr& item : batch) {
+    for (const NamedTarget& r : item->m_references) {
+      UDMItemPtr target = Resolve(r.dmid);
+      if (target && target->m_isNew && std::find(batch.begin(), batch.end(), target) == batch.end()) {
+        ThrowStateException(UDM_FUNCSIG,
+                            "cannot persist " + item->ToString("") + ": the item it references as \"" + r.name +
+                                "\", " + target->ToString("") + ", is not persisted",
+                            ExcSubGeneral);
+      }
+    }
+  }
   const vqString now = UDMSession::Now();
   std::vector<store::RevisionRecord> records(batch.size());
   std::vector<store::LinkRecord> links;
@@ -318,6 +438,13 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   session->Store().InTransaction("persisting " + ToString(""), [&] {
     session->Store().InsertNewEntities(pointers);
     session->Store().InsertLinks(links, 0);
+    for (const UDMItemPtr& item : batch) {
+      std::vector<store::TargetRecord> references, categories;
+      for (const NamedTarget& r : item->m_references) references.push_back({r.name, r.dmid});
+      for (const vqString& c : item->m_categories) categories.push_back({vqString(), c});
+      session->Store().InsertReferences(item->m_uid.GetDmUid(), references, 0);
+      session->Store().InsertClassifications(item->m_uid.GetDmUid(), categories, 0);
+    }
     for (const store::RevisionRecord& r : records) session->LogChange(SIGNAL_PERSISTED, r.uid);
   });
 
@@ -330,6 +457,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     item.m_latestRevision = item.GetRevision();
     model::ApplyColumnAttributes(records[i], item.m_attributes);
     item.m_linksLoaded = true;
+    item.m_targetsLoaded = true;
   }
   for (const UDMItemPtr& item : batch) {
     auto& parents = item->m_pendingParents;

@@ -9,6 +9,7 @@
 
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMAttributeDefinition.h>
+#include <vqkudmrt/UDMClassification.h>
 #include <vqkudmrt/UDMConfiguration.h>
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMException.h>
@@ -135,7 +136,9 @@ boost::shared_ptr<UDMItem> UDMSession::Instantiate(const boost::shared_ptr<UDMCo
                              "\"" + cdef->GetType() + "\" is a relation type; relations are created between two entities",
                              ExcSubWrongType);
   }
-  boost::shared_ptr<UDMItem> item(new UDMItem(shared_from_this(), cdef, uid));
+  boost::shared_ptr<UDMItem> item(cdef->GetUDMClassName() == kClassClassification
+                                      ? new UDMClassification(shared_from_this(), cdef, uid)
+                                      : new UDMItem(shared_from_this(), cdef, uid));
   m_identityMap[uid.ToString()] = item;
   return item;
 }

@@ -315,6 +315,54 @@ std::int64_t EntityStore::CountDeletedContents() {
   return ToInt64(Query("SELECT count(*) FROM udm_entity WHERE deleted = ?", {vqVariant(1)}).GetValue(0, 0));
 }
 
+void EntityStore::InsertReferences(const vqString& sourceDmid, const std::vector<TargetRecord>& targets,
+                                   int fromRevision) {
+  std::vector<vqStlVector<vqVariant>> rows;
+  for (const TargetRecord& t : targets) rows.push_back({sourceDmid, t.name, t.targetDmid, vqVariant(fromRevision)});
+  BulkInsert("udm_reference", {"source_dmid", "name", "target_dmid", "from_rev"}, rows);
+}
+
+void EntityStore::InsertClassifications(const vqString& itemDmid, const std::vector<TargetRecord>& categories,
+                                        int fromRevision) {
+  std::vector<vqStlVector<vqVariant>> rows;
+  for (const TargetRecord& c : categories) rows.push_back({itemDmid, c.targetDmid, vqVariant(fromRevision)});
+  BulkInsert("udm_classified", {"item_dmid", "category_dmid", "from_rev"}, rows);
+}
+
+std::vector<TargetRecord> EntityStore::GetReferencesAt(const vqString& sourceDmid, int revision) {
+  const vqlm::ResultSet rows = Query(
+      "SELECT name, target_dmid FROM udm_reference WHERE source_dmid = ? AND from_rev <= ?"
+      " AND (to_rev IS NULL OR to_rev > ?) ORDER BY name, target_dmid",
+      {sourceDmid, vqVariant(revision), vqVariant(revision)});
+  std::vector<TargetRecord> targets;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    targets.push_back({rows.GetValue(i, 0).ToString(), rows.GetValue(i, 1).ToString()});
+  }
+  return targets;
+}
+
+std::vector<TargetRecord> EntityStore::GetClassificationsAt(const vqString& itemDmid, int revision) {
+  const vqlm::ResultSet rows = Query(
+      "SELECT category_dmid FROM udm_classified WHERE item_dmid = ? AND from_rev <= ?"
+      " AND (to_rev IS NULL OR to_rev > ?) ORDER BY category_dmid",
+      {itemDmid, vqVariant(revision), vqVariant(revision)});
+  std::vector<TargetRecord> categories;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) categories.push_back({vqString(), rows.GetValue(i, 0).ToString()});
+  return categories;
+}
+
+std::vector<TargetRecord> EntityStore::GetReferrers(const vqString& targetDmid) {
+  const vqlm::ResultSet rows = Query(
+      "SELECT source_dmid, name FROM udm_reference WHERE target_dmid = ? AND to_rev IS NULL"
+      " ORDER BY source_dmid, name",
+      {targetDmid});
+  std::vector<TargetRecord> referrers;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    referrers.push_back({rows.GetValue(i, 1).ToString(), rows.GetValue(i, 0).ToString()});
+  }
+  return referrers;
+}
+
 void EntityStore::InsertRelation(const RevisionRecord& record, const RelationRecord& ends) {
   InsertNewEntities({&record});
   Execute("INSERT INTO udm_relation (uid, relation_type, left_dmid, left_rev, right_dmid, right_rev)"

@@ -42,6 +42,13 @@ struct RelationRecord {
   int leftRevision = 0, rightRevision = 0;
 };
 
+// A named reference from an entity to another, or (with an empty name) a
+// classification of an item under a category.
+struct TargetRecord {
+  vqString name;
+  vqString targetDmid;
+};
+
 // An entity found upwards of another, with its distance (1 = direct parent).
 struct AncestorRecord {
   vqString dmid;
@@ -108,6 +115,14 @@ class EntityStore {
   // Latest revisions of deleted entities: identifier and definition, oldest first.
   std::vector<std::pair<UDMUID, vqString>> GetDeletedContents();
   std::int64_t CountDeletedContents();
+  void InsertReferences(const vqString& sourceDmid, const std::vector<TargetRecord>& targets, int fromRevision);
+  void InsertClassifications(const vqString& itemDmid, const std::vector<TargetRecord>& categories,
+                             int fromRevision);
+  std::vector<TargetRecord> GetReferencesAt(const vqString& sourceDmid, int revision);
+  std::vector<TargetRecord> GetClassificationsAt(const vqString& itemDmid, int revision);
+  // Current references to `targetDmid`: (source id, reference name).
+  std::vector<TargetRecord> GetReferrers(const vqString& targetDmid);
+
   void InsertRelation(const RevisionRecord& record, const RelationRecord& ends);
   bool LoadRelation(const UDMUID& uid, RevisionRecord& record, RelationRecord& ends);
   // Identifiers of the relations with `dmid` at the right end (direction 1),
