@@ -19,6 +19,7 @@ namespace vqkudm {
 namespace store {
 class EntityStore;
 }
+class UDMPluginMgr;
 
 class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_from_this<UDMSession> {
  public:
@@ -46,6 +47,9 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   boost::shared_ptr<UDMRelation> CreateRelation(const boost::shared_ptr<UDMItem>& source,
                                                 const boost::shared_ptr<UDMItem>& target,
                                                 const vqString& relationType, bool bidirectional) override;
+  // The session's plug-ins, registered from the data-model configuration.
+  boost::shared_ptr<UDMPluginMgr> GetPluginMgr() const { return m_plugins; }
+
   // The relation of that identifier, or null.
   boost::shared_ptr<UDMRelation> FindRelationById(const UDMUID& uid);
   // Removes relations. Each comes with its options ("deleteallversions",
@@ -117,6 +121,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // Entities with unsaved changes, held until persisted or undone.
   std::unordered_map<vqString, boost::shared_ptr<UDMItem>> m_retained;
   std::vector<boost::shared_ptr<IUDMSlot>> m_slots;
+  boost::shared_ptr<UDMPluginMgr> m_plugins;
   // Relations live as long as the session, so handles never lose them.
   std::unordered_map<vqString, boost::shared_ptr<UDMRelation>> m_relations;
 };

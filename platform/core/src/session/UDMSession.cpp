@@ -15,6 +15,7 @@
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMItem.h>
 #include <vqkudmrt/UDMLogger.h>
+#include <vqkudmrt/UDMPlugin.h>
 #include <vqkudmrt/UDMRelation.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMSessionConfig.h>
@@ -50,7 +51,9 @@ UDMSession::UDMSession(const boost::shared_ptr<UDMSessionConfig>& config) : m_co
   m_userName = config->GetUserName().empty() ? OperatingSystemUser() : config->GetUserName();
 }
 
-UDMSession::~UDMSession() = default;
+UDMSession::~UDMSession() {
+  if (m_plugins) m_plugins->UnloadAll();
+}
 
 boost::shared_ptr<UDMSession> UDMSession::Open(const boost::shared_ptr<UDMSessionConfig>& config) {
   if (!config) ThrowNullArgument(UDM_FUNCSIG, "session configuration ");
@@ -60,6 +63,11 @@ boost::shared_ptr<UDMSession> UDMSession::Open(const boost::shared_ptr<UDMSessio
   session->m_store.reset(
       new store::EntityStore(store::OpenRepositoryDatabase(location.driver, location.connection)));
   session->m_workspaceDir = session::PrepareWorkspace(*config);
+  session->m_plugins.reset(
+      new UDMPluginMgr(session, UDMFramework::GetInstance()->GetInstallLayout().pluginDir));
+  for (const UDMPluginEntry& entry : session->m_schema->GetPluginEntries()) {
+    session->m_plugins->Register(entry.key, entry.library);
+  }
   return session;
 }
 
