@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <filesystem>
+#include <map>
 
 #include <boost/make_shared.hpp>
 
@@ -123,8 +124,143 @@ void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * count);
 }
 
+// A repository of `count` parts written directly (fast set-up), plus a chain
+// of ten levels and a node with 1,000 children, shared by the read benchmarks.
+struct ReadFixture {
+  fs::path dir;
+  boost::shared_ptr<IUDMSession> session;
+  std::shared_ptr<vqlm::iDbDriver> raw;
+  std::vector<UDMUID> items;
+  UDMUID deepest;
+  UDMUID wide;
+
+  explicit ReadFixture(int count) {
+    dir = FreshDirectory() / "read";
+    fs::create_directories(dir);
+    session = OpenSession(dir);
+    raw = store::OpenRepositoryDatabase("sqlite", (dir / "bench" / "repository.db").string());
+    const vqString now = UDMSession::Now();
+    std::vector<vqStlVector<vqVariant>> entities, revisions, links;
+    auto add = [&](const vqString& cdef) {
+      const UDMUID uid = UDMUID::Generate();
+      entities.push_back({uid.GetDmUid(), cdef, kClassItem, vqVariant(0), vqVariant(0), "bench", now});
+      revisions.push_back({uid.ToString(), uid.GetDmUid(), vqVariant(0), "item", "bench", now, ""});
+      return uid;
+    };
+    for (int i = 0; i < count; ++i) items.push_back(add(kClassPart));
+    UDMUID parent = add(kClassProject);
+    for (int level = 0; level < 10; ++level) {
+      const UDMUID child = add(kClassPart);
+      links.push_back({parent.GetDmUid(), "parts", child.GetDmUid(), vqVariant(0), vqVariant(0)});
+      parent = child;
+    }
+    deepest = parent;
+    wide = add(kClassProject);
+    for (int i = 0; i < 1000; ++i) {
+      links.push_back({wide.GetDmUid(), "parts", items[i].GetDmUid(), vqVariant(0), vqVariant(i)});
+    }
+    raw->BeginTransaction();
+    raw->BulkInsert("udm_entity", {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time"}, entities);
+    raw->BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"}, revisions);
+    raw->BulkInsert("udm_link", {"parent_dmid", "grp", "child_dmid", "from_rev", "position"}, links);
+    raw->Commit();
+  }
+  ~ReadFixture() {
+    UDMFramework::GetInstance()->DeleteSession(session);
+    session.reset();
+    raw.reset();
+    fs::remove_all(dir);
+  }
+};
+
+ReadFixture& Reads() {
+  static ReadFixture fixture(1000000);
+  return fixture;
+}
+
+void BM_LoadById_runtime(benchmark::State& state) {
+  ReadFixture& f = Reads();
+  std::size_t i = 0;
+  for (auto _ : state) {
+    // A fresh identifier each time: the session must go to the repository.
+    UDMItemPtr item = f.session->FindItemById(f.items[(i++ * 7919) % f.items.size()], true, "");
+    benchmark::DoNotOptimize(item);
+  }
+}
+
+void BM_LoadById_baseline(benchmark::State& state) {
+  ReadFixture& f = Reads();
+  std::unique_ptr<vqlm::iDbStatement> head, attributes;
+  f.raw->Prepare("SELECT e.cdef, r.name FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid WHERE r.uid = ?", head);
+  f.raw->Prepare("SELECT name, type, text_value, num_value FROM udm_attribute WHERE uid = ?", attributes);
+  std::size_t i = 0;
+  vqlm::ResultSet rows;
+  for (auto _ : state) {
+    const vqString uid = f.items[(i++ * 7919) % f.items.size()].ToString();
+    head->Bind(1, uid);
+    head->Query(rows);
+    attributes->Bind(1, uid);
+    attributes->Query(rows);
+  }
+}
+
+void BM_WhereUsedTenLevels_runtime(benchmark::State& state) {
+  ReadFixture& f = Reads();
+  for (auto _ : state) {
+    std::map<int, vqStlVector<std::pair<boost::weak_ptr<UDMItem>, vqString>>> byLevel;
+    f.session->FindItemById(f.deepest, true, "")->GetParentsFromDB(byLevel, 0, 0);
+    if (byLevel.size() != 10) std::abort();
+  }
+}
+
+void BM_WhereUsedTenLevels_baseline(benchmark::State& state) {
+  ReadFixture& f = Reads();
+  vqlm::ResultSet rows;
+  for (auto _ : state) {
+    f.raw->ExecSqlQuery(
+        "WITH RECURSIVE up (dmid, level) AS (SELECT parent_dmid, 1 FROM udm_link WHERE child_dmid = ?"
+        " UNION SELECT l.parent_dmid, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid)"
+        " SELECT dmid, level FROM up",
+        {f.deepest.GetDmUid()}, rows);
+    if (rows.GetRowCount() != 10) std::abort();
+  }
+}
+
+void BM_ThousandChildren_runtime(benchmark::State& state) {
+  ReadFixture& f = Reads();
+  for (auto _ : state) {
+    // A new object each round, so the links are read from the repository.
+    state.PauseTiming();
+    UDMFramework::GetInstance()->DeleteSession(f.session);
+    f.session = OpenSession(f.dir);
+    state.ResumeTiming();
+    vqStlVector<UDMItemPtr> children;
+    f.session->FindItemById(f.wide, true, "")->GetChildren(children, "parts");
+    if (children.size() != 1000) std::abort();
+  }
+}
+
+void BM_ThousandChildren_baseline(benchmark::State& state) {
+  ReadFixture& f = Reads();
+  vqlm::ResultSet rows;
+  for (auto _ : state) {
+    f.raw->ExecSqlQuery(
+        "SELECT r.uid, r.name FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid"
+        " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev"
+        " WHERE l.parent_dmid = ? AND l.to_rev IS NULL ORDER BY l.position",
+        {f.wide.GetDmUid()}, rows);
+    if (rows.GetRowCount() != 1000) std::abort();
+  }
+}
+
 }  // namespace
 
+BENCHMARK(BM_LoadById_runtime)->Name("LoadByIdFromMillion/runtime")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LoadById_baseline)->Name("LoadByIdFromMillion/baseline")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_WhereUsedTenLevels_runtime)->Name("WhereUsedTenLevels/runtime")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_WhereUsedTenLevels_baseline)->Name("WhereUsedTenLevels/baseline")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_ThousandChildren_runtime)->Name("ThousandChildren/runtime")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ThousandChildren_baseline)->Name("ThousandChildren/baseline")->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CreateAndPersistItems_runtime)->Name("CreateAndPersistItems/runtime")->Arg(100000)
     ->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_CreateAndPersistItems_baseline)->Name("CreateAndPersistItems/baseline")->Arg(100000)
