@@ -80,6 +80,18 @@ TEST_P(StructureTest, WhereUsedAndChildrenComeBackFromTheRepository) {
   flap.reset();
   hinge.reset();
 
+  {
+    // Regression: the ancestors handed out as weak pointers must still live
+    // when nobody else holds them.
+    boost::shared_ptr<IUDMSession> fresh = OpenSession("carol");
+    std::map<int, vqStlVector<std::pair<boost::weak_ptr<UDMItem>, vqString>>> byLevel;
+    fresh->FindItemById(hingeUid, true, "")->GetParentsFromDB(byLevel, 0, 0);
+    ASSERT_EQ(byLevel.size(), 3u);
+    for (const auto& [level, entries] : byLevel) {
+      for (const auto& entry : entries) EXPECT_FALSE(entry.first.expired()) << "level " << level;
+    }
+  }
+
   boost::shared_ptr<IUDMSession> other = OpenSession("bob");
   UDMItemPtr storedHinge = other->FindItemById(hingeUid, true, "");
   vqStlVector<UDMItemPtr> parents;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <list>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -18,6 +19,7 @@ namespace vqkudm {
 
 namespace store {
 class EntityStore;
+struct RevisionRecord;
 }
 class UDMPluginMgr;
 
@@ -84,6 +86,9 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // The current revision of a data-model id: the session's own object when
   // it holds a new or edited one, else the latest stored revision.
   boost::shared_ptr<UDMItem> FindLatest(const vqString& dmid);
+  // The session's object for a stored revision read in bulk: the one it
+  // already holds, else a new one made from the record.
+  boost::shared_ptr<UDMItem> Adopt(const store::RevisionRecord& record);
   // Keeps an entity alive while it has unsaved changes, or lets it go.
   void Retain(const boost::shared_ptr<UDMItem>& item);
   void Release(const UDMItem& item);
@@ -120,6 +125,12 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   std::unordered_map<vqString, boost::weak_ptr<UDMItem>> m_newByDmid;
   // Entities with unsaved changes, held until persisted or undone.
   std::unordered_map<vqString, boost::shared_ptr<UDMItem>> m_retained;
+  // The most recently used unmodified entities, held so that lookups in a
+  // row do not reload them; the oldest are dropped beyond the capacity.
+  static constexpr std::size_t kCacheCapacity = 20000;
+  std::list<boost::shared_ptr<UDMItem>> m_recent;
+  std::unordered_map<const UDMItem*, std::list<boost::shared_ptr<UDMItem>>::iterator> m_recentIndex;
+  void Touch(const boost::shared_ptr<UDMItem>& item);
   std::vector<boost::shared_ptr<IUDMSlot>> m_slots;
   boost::shared_ptr<UDMPluginMgr> m_plugins;
   // Relations live as long as the session, so handles never lose them.

@@ -169,6 +169,15 @@ void UDMItem::RemoveChild(const UDMItemPtr& child) {
 }
 
 void UDMItem::GetChildren(vqStlVector<UDMItemPtr>& out, const vqString& group) {
+  if (!m_isNew && !m_modified) {
+    // Stored links only: the children and their attributes in one query.
+    boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+    for (const store::LinkedRecord& linked :
+         session->Store().GetChildRecordsAt(m_uid.GetDmUid(), GetRevision(), group)) {
+      out.push_back(session->Adopt(linked.record));
+    }
+    return;
+  }
   LoadLinks();
   for (const ChildLink& link : m_childLinks) {
     if (!group.empty() && link.group != group) continue;
@@ -233,10 +242,8 @@ void UDMItem::GetParentsFromDB(
     int /*reserved*/) {
   if (m_isNew) return;
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
-  for (const store::AncestorRecord& a : session->Store().GetAncestors(m_uid.GetDmUid(), level)) {
-    if (UDMItemPtr parent = session->FindLatest(a.dmid)) {
-      out[a.level].push_back({parent, a.group});
-    }
+  for (const store::LinkedRecord& linked : session->Store().GetAncestorRecords(m_uid.GetDmUid(), level)) {
+    out[linked.level].push_back({session->Adopt(linked.record), linked.group});
   }
 }
 

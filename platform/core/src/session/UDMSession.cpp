@@ -209,18 +209,45 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
 boost::shared_ptr<UDMItem> UDMSession::Materialise(const UDMUID& uid) {
   store::RevisionRecord record;
   if (!m_store->LoadRevision(uid, record)) return boost::shared_ptr<UDMItem>();
+  return Adopt(record);
+}
+
+void UDMSession::Touch(const boost::shared_ptr<UDMItem>& item) {
+  auto it = m_recentIndex.find(item.get());
+  if (it != m_recentIndex.end()) {
+    m_recent.splice(m_recent.begin(), m_recent, it->second);
+    return;
+  }
+  m_recent.push_front(item);
+  m_recentIndex[item.get()] = m_recent.begin();
+  if (m_recent.size() > kCacheCapacity) {
+    m_recentIndex.erase(m_recent.back().get());
+    m_recent.pop_back();
+  }
+}
+
+boost::shared_ptr<UDMItem> UDMSession::Adopt(const store::RevisionRecord& record) {
+  auto held = m_identityMap.find(record.uid.ToString());
+  if (held != m_identityMap.end()) {
+    if (boost::shared_ptr<UDMItem> item = held->second.lock()) {
+      Touch(item);
+      return item;
+    }
+  }
   boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(record.cdef);
   if (!cdef) {
     ThrowStateException(UDM_FUNCSIG,
-                        "entity " + uid.ToString() + " is of the content definition \"" + record.cdef +
+                        "entity " + record.uid.ToString() + " is of the content definition \"" + record.cdef +
                             "\", which this session's schema does not have",
                         ExcSubNotFound);
   }
-  boost::shared_ptr<UDMItem> item = Instantiate(cdef, uid);
+  boost::shared_ptr<UDMItem> item = Instantiate(cdef, record.uid);
   for (const auto& [name, value] : record.attributes) item->m_attributes[name] = value;
   model::ApplyColumnAttributes(record, item->m_attributes);
   item->m_latestRevision = record.latestRevision;
   item->m_deleted = record.deleted;
+  item->m_notify = true;
+  Touch(item);
   return item;
 }
 
@@ -229,6 +256,7 @@ boost::shared_ptr<UDMItem> UDMSession::FindItemById(const UDMUID& uid, bool load
   boost::shared_ptr<UDMItem> item;
   auto it = m_identityMap.find(uid.ToString());
   if (it != m_identityMap.end()) item = it->second.lock();
+  if (item && !item->IsNew()) Touch(item);
   if (!item && load) item = Materialise(uid);
   if (item && !cdefType.empty() && item->GetContentDefinitionType() != cdefType) {
     return boost::shared_ptr<UDMItem>();
@@ -311,7 +339,14 @@ void UDMSession::ObliterateEntity(const UDMUID& uid, bool recursive) {
   for (const vqString& dmid : doomed) {
     for (auto it = m_identityMap.begin(); it != m_identityMap.end();) {
       if (it->first.compare(0, UDMUID::kDmUidLength, dmid) == 0) {
-        if (boost::shared_ptr<UDMItem> held = it->second.lock()) held->m_deleted = true;
+        if (boost::shared_ptr<UDMItem> held = it->second.lock()) {
+          held->m_deleted = true;
+          auto recent = m_recentIndex.find(held.get());
+          if (recent != m_recentIndex.end()) {
+            m_recent.erase(recent->second);
+            m_recentIndex.erase(recent);
+          }
+        }
         m_retained.erase(it->first);
         m_newByDmid.erase(dmid);
         it = m_identityMap.erase(it);

@@ -248,6 +248,80 @@ std::vector<LinkRecord> EntityStore::GetChildrenAt(const vqString& parentDmid, i
   return links;
 }
 
+// Columns 0-1: group and level; then the entity, its latest revision and one
+// attribute per row (rows of one entity are consecutive).
+#define UDM_RECORD_COLUMNS                                                                     \
+  " e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"          \
+  " r.uid, r.name, r.modified_by, r.modified_time, r.comment,"                                 \
+  " a.name, a.type, a.text_value, a.num_value"
+#define UDM_RECORD_JOINS                                                                       \
+  " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"      \
+  " LEFT JOIN udm_attribute a ON a.uid = r.uid"
+
+std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(const vqlm::ResultSet& rows) {
+  std::vector<LinkedRecord> records;
+  vqString current;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    auto text = [&](std::size_t column) { return rows.GetValue(i, column).ToString(); };
+    const vqString uid = text(9);
+    const vqString key = text(0) + "|" + text(1) + "|" + uid;
+    if (records.empty() || key != current) {
+      current = key;
+      LinkedRecord linked;
+      linked.group = text(0);
+      linked.level = static_cast<int>(ToInt64(rows.GetValue(i, 1)));
+      RevisionRecord& r = linked.record;
+      r.uid = UDMUID(uid);
+      r.cdef = text(3);
+      r.className = text(4);
+      r.latestRevision = static_cast<int>(ToInt64(rows.GetValue(i, 5)));
+      r.deleted = ToInt64(rows.GetValue(i, 6)) != 0;
+      r.createdBy = text(7);
+      r.createdTime = text(8);
+      r.name = text(10);
+      r.modifiedBy = text(11);
+      r.modifiedTime = text(12);
+      r.comment = text(13);
+      records.push_back(std::move(linked));
+    }
+    if (!rows.GetValue(i, 14).IsEmpty()) {
+      records.back().record.attributes.emplace_back(
+          text(14), DecodeAttribute(ToInt64(rows.GetValue(i, 15)), rows.GetValue(i, 16), rows.GetValue(i, 17)));
+    }
+  }
+  return records;
+}
+
+std::vector<LinkedRecord> EntityStore::GetChildRecordsAt(const vqString& parentDmid, int revision,
+                                                         const vqString& group) {
+  return ReadLinkedRecords(Query(
+      "SELECT l.grp, l.position," UDM_RECORD_COLUMNS
+      " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid" UDM_RECORD_JOINS
+      " WHERE l.parent_dmid = ? AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)"
+      " AND (? = '' OR l.grp = ?) ORDER BY l.grp, l.position, r.uid, a.name",
+      {parentDmid, vqVariant(revision), vqVariant(revision), group, group}));
+}
+
+std::vector<LinkedRecord> EntityStore::GetAncestorRecords(const vqString& childDmid, int maxLevel) {
+  std::vector<LinkedRecord> all = ReadLinkedRecords(Query(
+      "WITH RECURSIVE up (dmid, grp, level) AS ("
+      "  SELECT parent_dmid, grp, 1 FROM udm_link WHERE child_dmid = ? AND to_rev IS NULL"
+      "  UNION"
+      "  SELECT l.parent_dmid, l.grp, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid"
+      "  WHERE l.to_rev IS NULL AND (? <= 0 OR up.level < ?))"
+      " SELECT up.grp, up.level," UDM_RECORD_COLUMNS
+      " FROM up JOIN udm_entity e ON e.dmid = up.dmid" UDM_RECORD_JOINS
+      " ORDER BY up.level, e.dmid, up.grp, r.uid, a.name",
+      {childDmid, vqVariant(maxLevel), vqVariant(maxLevel)}));
+  // Nearest occurrence of each ancestor only.
+  std::vector<LinkedRecord> nearest;
+  std::set<vqString> seen;
+  for (LinkedRecord& linked : all) {
+    if (seen.insert(linked.record.uid.GetDmUid()).second) nearest.push_back(std::move(linked));
+  }
+  return nearest;
+}
+
 std::vector<AncestorRecord> EntityStore::GetAncestors(const vqString& childDmid, int maxLevel) {
   // UNION (not UNION ALL) stops at repeated rows, so shared sub-structures
   // are visited once per level and the walk ends.

@@ -68,6 +68,14 @@ struct ChangeLogEntry {
   vqString time;
 };
 
+// A stored entity reached through a link: the link (or, upwards, the level
+// and the group of the ancestor) and the latest revision of the entity.
+struct LinkedRecord {
+  vqString group;
+  int level = 0;
+  RevisionRecord record;
+};
+
 class EntityStore {
  public:
   explicit EntityStore(std::shared_ptr<vqlm::iDbDriver> db);
@@ -105,6 +113,10 @@ class EntityStore {
   // Links valid in that revision of the parent, in group and position
   // order; an empty group means all groups.
   std::vector<LinkRecord> GetChildrenAt(const vqString& parentDmid, int revision, const vqString& group);
+  // The same children with their latest revisions, in one query.
+  std::vector<LinkedRecord> GetChildRecordsAt(const vqString& parentDmid, int revision, const vqString& group);
+  // The ancestors of GetAncestors with their latest revisions, in one query.
+  std::vector<LinkedRecord> GetAncestorRecords(const vqString& childDmid, int maxLevel);
   // Ancestors through current links, nearest first, each once, up to
   // `maxLevel` levels (<= 0: all). One recursive query.
   std::vector<AncestorRecord> GetAncestors(const vqString& childDmid, int maxLevel);
@@ -144,6 +156,7 @@ class EntityStore {
   std::unique_ptr<vqlm::iDbStatement>& Statement(const char* sql);
   vqlm::ResultSet Query(const char* sql, const vqStlVector<vqVariant>& params);
   void Execute(const char* sql, const vqStlVector<vqVariant>& params);
+  std::vector<LinkedRecord> ReadLinkedRecords(const vqlm::ResultSet& rows);
   void BulkInsert(const char* table, const vqStlVector<vqString>& columns,
                   const std::vector<vqStlVector<vqVariant>>& rows);
 
