@@ -4,6 +4,7 @@
 // application would, on each backend the store supports.
 
 #include <vqkudmrt/IUDMSession.h>
+#include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMItem.h>
 #include <vqkudmrt/UDMSessionConfig.h>
@@ -12,7 +13,18 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
+
+// The sub-category of the UDMException an action raises; 0 when it raises none.
+inline int SubCategoryOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const vqkudm::UDMException& e) {
+    return e.GetExceptionSubCategory();
+  }
+  return 0;
+}
 
 class RepositoryTest : public ::testing::TestWithParam<std::string> {
  protected:

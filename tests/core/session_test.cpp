@@ -16,15 +16,6 @@ UDMItemPtr NewPart(IUDMSession& session, const vqString& name) {
   return session.CreateEntity(kClassPart, name, UDMUID());
 }
 
-int SubCategoryOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const UDMException& e) {
-    return e.GetExceptionSubCategory();
-  }
-  return 0;
-}
-
 }  // namespace
 
 TEST_P(RepositoryTest, PersistedEntitiesAreSharedAndUnpersistedOnesStayPrivate) {

@@ -11,15 +11,6 @@ using namespace vqkudm;
 
 namespace {
 
-int SubCategoryOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const UDMException& e) {
-    return e.GetExceptionSubCategory();
-  }
-  return 0;
-}
-
 std::vector<std::string> Names(const vqStlVector<UDMItemPtr>& items) {
   std::vector<std::string> names;
   for (const UDMItemPtr& item : items) names.push_back(item->GetName());
