@@ -91,7 +91,8 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   void LoadLinks();
   void LoadTargets();
   UDMItemPtr Resolve(const vqString& dmid) const;
-  void CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch);
+  void CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch,
+                         std::set<const UDMItem*>& inBatch);
   bool IsAncestorOf(const UDMItem& item);
 
   std::vector<ChildLink> m_childLinks;

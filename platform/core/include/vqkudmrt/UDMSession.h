@@ -92,7 +92,8 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // Keeps an entity alive while it has unsaved changes, or lets it go.
   void Retain(const boost::shared_ptr<UDMItem>& item);
   void Release(const UDMItem& item);
-  // Makes a change record, delivers it to the registered slots and returns it.
+  // Makes a change record, delivers it to the registered slots and returns
+  // it; null when no slot is registered.
   boost::shared_ptr<const UDMChangeRecord> Notify(SignalOption op, const boost::shared_ptr<UDMItem>& entity,
                                                   const vqString& attributeName = vqString(),
                                                   const vqVariant& attributeValue = vqVariant(),

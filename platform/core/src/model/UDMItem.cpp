@@ -373,20 +373,22 @@ void UDMItem::GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int
   }
 }
 
-void UDMItem::CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch) {
+void UDMItem::CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch,
+                                std::set<const UDMItem*>& inBatch) {
   batch.push_back(boost::static_pointer_cast<UDMItem>(shared_from_this()));
+  inBatch.insert(this);
   LoadLinks();
   for (const ChildLink& link : m_childLinks) {
     UDMItemPtr child = Resolve(link.childDmid);
     if (!child || !child->m_isNew) continue;
-    if (std::find(batch.begin(), batch.end(), child) != batch.end()) continue;
+    if (inBatch.count(child.get())) continue;
     if (recursion != GDM_RECURSE_ALL) {
       ThrowStateException(UDM_FUNCSIG,
                           "cannot persist " + ToString("") + ": its child " + child->ToString("") +
                               " is not persisted; persist it first or persist recursively",
                           ExcSubGeneral);
     }
-    child->CollectForPersist(recursion, batch);
+    child->CollectForPersist(recursion, batch, inBatch);
   }
 }
 
@@ -405,12 +407,13 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   }
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   std::vector<UDMItemPtr> batch;
-  CollectForPersist(recursion, batch);
+  std::set<const UDMItem*> inBatch;
+  CollectForPersist(recursion, batch, inBatch);
 
   for (const UDMItemPtr& item : batch) {
     for (const NamedTarget& r : item->m_references) {
       UDMItemPtr target = Resolve(r.dmid);
-      if (target && target->m_isNew && std::find(batch.begin(), batch.end(), target) == batch.end()) {
+      if (target && target->m_isNew && !inBatch.count(target.get())) {
         ThrowStateException(UDM_FUNCSIG,
                             "cannot persist " + item->ToString("") + ": the item it references as \"" + r.name +
                                 "\", " + target->ToString("") + ", is not persisted",

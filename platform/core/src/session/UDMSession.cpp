@@ -99,6 +99,8 @@ boost::shared_ptr<const UDMChangeRecord> UDMSession::Notify(SignalOption op,
                                                             const vqVariant& attributeValue,
                                                             const boost::shared_ptr<UDMItem>& child,
                                                             const boost::shared_ptr<const UDMChangeRecord>& parent) {
+  // Nobody listens: spare the record (bulk work makes many changes).
+  if (m_slots.empty()) return boost::shared_ptr<const UDMChangeRecord>();
   auto record = boost::make_shared<UDMChangeRecord>();
   record->op = op;
   record->entity = entity;
