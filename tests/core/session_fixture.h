@@ -50,6 +50,7 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
     config->SetWorkspaceBaseDir(m_dir.string());
     config->SetWorkspaceName("ws-" + user);
     config->SetUserName(user);
+    config->SetUDMConfigFile(m_configFile);
     config->SetDataSource(GetParam() == "sqlite" ? "local" : GetParam());
     boost::shared_ptr<vqkudm::IUDMSession> session =
         vqkudm::UDMFramework::GetInstance()->CreateSession(config);
@@ -58,6 +59,7 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
   }
 
   std::filesystem::path m_dir;
+  vqString m_configFile;  // empty: the default data model
   boost::shared_ptr<vqkudm::IUDMSession> m_session;
   std::vector<boost::shared_ptr<vqkudm::IUDMSession>> m_opened;
 };

@@ -6,6 +6,7 @@
 #include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmidbdriver/DbDriverWrapper.h>
 
+#include <fstream>
 #include <functional>
 
 using namespace vqkudm;
@@ -111,3 +112,51 @@ TEST_P(RepositoryTest, FailedCommitLeavesNothingBehind) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, RepositoryTest, ::testing::Values("sqlite"));
+
+// A data model of the test's own, with the default definitions plus one
+// that has a mandatory and a unique attribute.
+class ConstrainedModelTest : public RepositoryTest {
+ protected:
+  void SetUp() override {
+    RepositoryTest::SetUp();
+    const std::filesystem::path data(UDMFramework::GetInstance()->GetInstallLayout().dataDir.str());
+    std::ofstream(m_dir / "gadget.xml")
+        << "<contentdefinition type=\"Gadget\" derivedfrom=\"UDMItem\">"
+           "<attribute name=\"serial\" type=\"unique\"/>"
+           "<attribute name=\"maker\" type=\"String\" mandatory=\"true\"/></contentdefinition>";
+    std::ofstream(m_dir / "udmconfig.xml")
+        << "<udmconfig><definitions><file path=\"" << (data / "definitions" / "base.xml").string() << "\"/>"
+        << "<file path=\"gadget.xml\"/></definitions></udmconfig>";
+    m_configFile = (m_dir / "udmconfig.xml").string();
+    m_session = OpenSession("alice");
+  }
+  UDMItemPtr Gadget(const vqString& name, const vqString& serial) {
+    UDMItemPtr gadget = m_session->CreateEntity("Gadget", name, UDMUID());
+    gadget->SetAttribute("serial", vqVariant(serial));
+    gadget->SetAttribute("maker", vqVariant("acme"));
+    return gadget;
+  }
+};
+
+TEST_P(ConstrainedModelTest, MandatoryAndUniqueAttributesAreCheckedAtPersist) {
+  UDMItemPtr first = Gadget("first", "SN-1");
+  first->SetAttribute("maker", vqVariant());
+  try {
+    first->Persist("", GDM_RECURSE_NONE, -1, false, true);
+    FAIL() << "a missing mandatory attribute was accepted";
+  } catch (const UDMException& e) {
+    EXPECT_NE(std::string(e.what()).find("\"maker\""), std::string::npos) << e.what();
+  }
+  EXPECT_TRUE(first->IsNew());
+  first->SetAttribute("maker", vqVariant("acme"));
+  first->Persist("", GDM_RECURSE_NONE, -1, false, true);
+
+  UDMItemPtr copy = Gadget("copy", "SN-1");
+  EXPECT_EQ(SubCategoryOf([&] { copy->Persist("", GDM_RECURSE_NONE, -1, false, true); }), ExcSubConflict);
+  EXPECT_TRUE(copy->IsNew());
+  copy->SetAttribute("serial", vqVariant("SN-2"));
+  copy->Persist("", GDM_RECURSE_NONE, -1, false, true);
+  EXPECT_FALSE(copy->IsNew());
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, ConstrainedModelTest, ::testing::Values("sqlite"));

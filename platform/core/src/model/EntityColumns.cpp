@@ -42,6 +42,23 @@ void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity) {
   }
 }
 
+void CheckUniqueAttributes(const UDMAbstractBaseEntity& entity, store::EntityStore& db,
+                           std::map<std::pair<vqString, vqString>, vqString>& seen) {
+  for (const auto& [name, value] : entity.GetAttributes()) {
+    boost::shared_ptr<UDMAttributeDefinition> definition = entity.GetContentDefinition()->GetAttributeDefinition(name);
+    if (!definition || !definition->IsUnique() || value.IsEmpty()) continue;
+    const vqString text = value.ToString();
+    auto [it, fresh] = seen.emplace(std::make_pair(name, text), entity.ToString(""));
+    if (!fresh || db.IsValueTaken(name, text, entity.GetUID().GetDmUid())) {
+      ThrowInvalidArgException(UDM_FUNCSIG,
+                               "cannot persist " + entity.ToString("") + ": the unique attribute \"" + name +
+                                   "\" value \"" + text + "\" is already used" +
+                                   (fresh ? vqString() : " by " + it->second),
+                               ExcSubConflict);
+    }
+  }
+}
+
 void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
                            vqStlVector<std::pair<vqString, vqVariant>>& out) {
   for (const auto& [name, value] : attributes) {

@@ -424,6 +424,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   const vqString now = UDMSession::Now();
   std::vector<store::RevisionRecord> records(batch.size());
   std::vector<store::LinkRecord> links;
+  std::map<std::pair<vqString, vqString>, vqString> uniqueValues;
   for (std::size_t i = 0; i < batch.size(); ++i) {
     UDMItem& item = *batch[i];
     model::CheckMandatoryAttributes(item);
@@ -446,6 +447,9 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   std::vector<const store::RevisionRecord*> pointers;
   for (const store::RevisionRecord& r : records) pointers.push_back(&r);
   session->Store().InTransaction("persisting " + ToString(""), [&] {
+    // Inside the transaction, which holds the write lock: no other writer
+    // can take a unique value between the check and the insert.
+    for (const UDMItemPtr& item : batch) model::CheckUniqueAttributes(*item, session->Store(), uniqueValues);
     session->Store().InsertNewEntities(pointers);
     session->Store().InsertLinks(links, 0);
     for (const UDMItemPtr& item : batch) {

@@ -229,6 +229,14 @@ bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
   return true;
 }
 
+bool EntityStore::IsValueTaken(const vqString& name, const vqString& value, const vqString& exceptDmid) {
+  return !Query("SELECT 1 FROM udm_attribute a JOIN udm_revision r ON r.uid = a.uid AND r.state = 0"
+                " JOIN udm_entity e ON e.dmid = r.dmid AND e.latest_rev = r.revision"
+                " WHERE a.name = ? AND a.text_value = ? AND r.dmid <> ?",
+                {name, value, exceptDmid})
+              .IsEmpty();
+}
+
 bool EntityStore::EntityExists(const vqString& dmid) {
   return !Query("SELECT 1 FROM udm_entity WHERE dmid = ?", {dmid}).IsEmpty();
 }

@@ -102,6 +102,8 @@ class EntityStore {
 
   // The stored revision of that identifier (drafts excluded).
   bool LoadRevision(const UDMUID& uid, RevisionRecord& out);
+  // Whether another entity's latest revision holds `value` in attribute `name`.
+  bool IsValueTaken(const vqString& name, const vqString& value, const vqString& exceptDmid);
   // Whether an entity of that data-model id exists (deleted or not).
   bool EntityExists(const vqString& dmid);
   // The latest stored revision of a data-model id; false when there is none.
