@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "temp_dir.h"
+
 #include <filesystem>
 #include <fstream>
 
@@ -14,14 +16,6 @@ namespace {
 
 class DefinitionFiles : public ::testing::Test {
  protected:
-  void SetUp() override {
-    m_dir = fs::temp_directory_path() /
-            ("udm-defs-" + std::to_string(::getpid()) + "-" +
-             ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(m_dir);
-  }
-  void TearDown() override { fs::remove_all(m_dir); }
-
   // A configuration naming one definition file with the given body.
   vqString Write(const std::string& definitions) {
     std::ofstream(m_dir / "defs.xml") << definitions;
@@ -38,7 +32,8 @@ class DefinitionFiles : public ::testing::Test {
     return "";
   }
 
-  fs::path m_dir;
+  TestDirectory m_tmp{"udm-defs"};
+  const fs::path& m_dir = m_tmp.path();
 };
 
 }  // namespace

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "temp_dir.h"
+
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -19,22 +21,10 @@ std::string ReadAll(const fs::path& path) {
   return text.str();
 }
 
-class TempDir {
- public:
-  TempDir() : m_path(fs::temp_directory_path() / ("udm-core-test-" + std::to_string(::getpid()))) {
-    fs::create_directories(m_path);
-  }
-  ~TempDir() { fs::remove_all(m_path); }
-  const fs::path& path() const { return m_path; }
-
- private:
-  fs::path m_path;
-};
-
 }  // namespace
 
 TEST(UDMLoggerTest, WritesLevelNamesAtOrAboveThresholdToItsFile) {
-  TempDir dir;
+  TestDirectory dir("udm-core");
   const fs::path file = dir.path() / "log.txt";
   {
     UDMLogger logger(file.string(), UDMLogger::LevelInfo);
@@ -53,7 +43,7 @@ TEST(UDMLoggerTest, WritesLevelNamesAtOrAboveThresholdToItsFile) {
 }
 
 TEST(UDMLoggerTest, UnopenableFileFallsBackToStandardError) {
-  TempDir dir;
+  TestDirectory dir("udm-core");
   const fs::path notADirectory = dir.path() / "plain-file";
   std::ofstream(notADirectory) << "x";
   UDMLogger logger((notADirectory / "log.txt").string(), UDMLogger::LevelFatal);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "temp_dir.h"
+
 #include <filesystem>
 
 using namespace vqkudm;
@@ -14,18 +16,8 @@ namespace {
 
 class SchemaMigrationTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    m_dir = fs::temp_directory_path() /
-            ("udm-migration-" + std::to_string(::getpid()) + "-" +
-             ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(m_dir);
-    fs::create_directories(m_dir);
-    m_db = Open();
-  }
-  void TearDown() override {
-    m_db.reset();
-    fs::remove_all(m_dir);
-  }
+  void SetUp() override { m_db = Open(); }
+  void TearDown() override { m_db.reset(); }
   std::shared_ptr<vqlm::iDbDriver> Open() {
     std::shared_ptr<vqlm::iDbDriver> db;
     EXPECT_TRUE(vqlm::LoadDbDriver(SQLITE_DRIVER_PATH, db));
@@ -39,7 +31,8 @@ class SchemaMigrationTest : public ::testing::Test {
     return !rows.IsEmpty();
   }
 
-  fs::path m_dir;
+  TestDirectory m_tmp{"udm-migration"};
+  const fs::path& m_dir = m_tmp.path();
   std::shared_ptr<vqlm::iDbDriver> m_db;
 };
 

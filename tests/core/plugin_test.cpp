@@ -6,6 +6,8 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
+#include "temp_dir.h"
+
 #include <filesystem>
 #include <fstream>
 
@@ -13,8 +15,8 @@ using namespace vqkudm;
 namespace fs = std::filesystem;
 
 TEST(PluginManager, LoadsListedPluginsByNameAndInitialisesThemWithTheSession) {
-  const fs::path dir = fs::temp_directory_path() / ("udm-plugins-" + std::to_string(::getpid()));
-  fs::create_directories(dir);
+  TestDirectory tmp("udm-plugins");
+  const fs::path& dir = tmp.path();
   const fs::path definitions = fs::path(UDMFramework::GetInstance()->GetInstallLayout().dataDir.str()) / "definitions";
   std::ofstream(dir / "udmconfig.xml")
       << "<udmconfig><definitions><file path=\"" << (definitions / "base.xml").string() << "\"/></definitions>"
@@ -37,5 +39,4 @@ TEST(PluginManager, LoadsListedPluginsByNameAndInitialisesThemWithTheSession) {
     session.reset();
     EXPECT_TRUE(gone.expired()) << "the framework must be the only owner of its sessions";
   }
-  fs::remove_all(dir);
 }

@@ -12,6 +12,8 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
+#include "temp_dir.h"
+
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -28,19 +30,11 @@ inline int SubCategoryOf(const std::function<void()>& action) {
 
 class RepositoryTest : public ::testing::TestWithParam<std::string> {
  protected:
-  void SetUp() override {
-    m_dir = std::filesystem::temp_directory_path() /
-            ("udm-repo-" + std::to_string(::getpid()) + "-" +
-             ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(m_dir);
-    std::filesystem::create_directories(m_dir);
-    m_session = OpenSession("alice");
-  }
+  void SetUp() override { m_session = OpenSession("alice"); }
   void TearDown() override {
     for (auto& session : m_opened) vqkudm::UDMFramework::GetInstance()->DeleteSession(session);
     m_opened.clear();
     m_session.reset();
-    std::filesystem::remove_all(m_dir);
   }
 
   boost::shared_ptr<vqkudm::IUDMSession> OpenSession(const std::string& user) {
@@ -58,7 +52,8 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
     return session;
   }
 
-  std::filesystem::path m_dir;
+  TestDirectory m_tmp{"udm-repo"};
+  const std::filesystem::path& m_dir = m_tmp.path();
   vqString m_configFile;  // empty: the default data model
   boost::shared_ptr<vqkudm::IUDMSession> m_session;
   std::vector<boost::shared_ptr<vqkudm::IUDMSession>> m_opened;
