@@ -68,4 +68,6 @@ function(vq_add_test name)
   target_compile_options(${name} PRIVATE ${VQKUDM_WARNINGS})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
   add_test(NAME ${name} COMMAND ${name})
+  # A hung test must fail the run, not stall it.
+  set_tests_properties(${name} PROPERTIES TIMEOUT 600)
 endfunction()

@@ -30,7 +30,11 @@ inline int SubCategoryOf(const std::function<void()>& action) {
 
 class RepositoryTest : public ::testing::TestWithParam<std::string> {
  protected:
-  void SetUp() override { m_session = OpenSession("alice"); }
+  void SetUp() override {
+    // Sessions register their repository: keep that out of the user's home.
+    ::setenv("NORVEL_VQK_UDMRT_DB_DIR", m_dir.c_str(), 1);
+    m_session = OpenSession("alice");
+  }
   void TearDown() override {
     for (auto& session : m_opened) vqkudm::UDMFramework::GetInstance()->DeleteSession(session);
     m_opened.clear();

@@ -9,12 +9,14 @@
 #include <boost/shared_ptr.hpp>
 
 #include <vqkudmrt/vqkudmrtApi.h>
+#include <vqutl/vqStl.h>
 #include <vqutl/vqString.h>
 
 namespace vqkudm {
 
 class IUDMSession;
 class UDMLogger;
+class UDMRetrieveConfig;
 class UDMSessionConfig;
 
 // Directories of an installed (or built) runtime. All absolute.
@@ -55,6 +57,16 @@ class VQKUDMRT_API UDMFramework {
   void DeleteSession(const boost::shared_ptr<IUDMSession>& session);
   // The open session of that identifier, or null.
   boost::shared_ptr<IUDMSession> FindSession(const vqString& sessionId);
+
+  // The registry of repositories and workspaces (UDMRegistry): sessions
+  // register theirs when they open. The retrieve configuration's user name
+  // filters (empty: everyone's).
+  void GetRepositories(vqStlVector<vqString>& ids, const boost::shared_ptr<UDMRetrieveConfig>& config);
+  void GetWorkspaces(vqStlVector<vqString>& names, const boost::shared_ptr<UDMRetrieveConfig>& config);
+  vqString AddExistingRepository(const boost::shared_ptr<UDMSessionConfig>& config, const vqString& name);
+  // Refuses while a session of this process has the repository open, unless `force`.
+  void DeleteRepository(const boost::shared_ptr<UDMSessionConfig>& config, bool deleteData, bool force);
+  void SetDefaultRepository(const boost::shared_ptr<UDMSessionConfig>& config);
 
   UDMFramework(const UDMFramework&) = delete;
   UDMFramework& operator=(const UDMFramework&) = delete;

@@ -4,7 +4,11 @@
 
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMLogger.h>
+#include <vqkudmrt/UDMRegistry.h>
+#include <vqkudmrt/UDMRetrieveConfig.h>
 #include <vqkudmrt/UDMSession.h>
+#include <vqkudmrt/UDMSessionConfig.h>
+#include <vqkudmrt/UDMException.h>
 #include <vqlmosa/osaLibrary.h>
 #include <vqutl/vqLMUtils.h>
 
@@ -77,6 +81,12 @@ void UDMFramework::SetLogger(const boost::shared_ptr<UDMLogger>& logger) {
 
 boost::shared_ptr<IUDMSession> UDMFramework::CreateSession(boost::shared_ptr<UDMSessionConfig>& config) {
   boost::shared_ptr<IUDMSession> session = UDMSession::Open(config);
+  try {
+    UDMRegistry().Register(*config, session->GetUserName());
+  } catch (const UDMException& e) {
+    // The registry is a convenience; a repository works without it.
+    GetLogger()->LogMessage(vqString("cannot register the repository: ") + e.what(), UDMLogger::LevelWarning);
+  }
   std::lock_guard<std::mutex> lock(m_mutex);
   m_sessions[session->GetSessionId()] = session;
   return session;
@@ -93,6 +103,49 @@ void UDMFramework::DeleteSession(const boost::shared_ptr<IUDMSession>& session) 
     m_sessions.erase(it);
   }
   // `last` (and the caller's reference) release the session outside the lock.
+}
+
+void UDMFramework::GetRepositories(vqStlVector<vqString>& ids, const boost::shared_ptr<UDMRetrieveConfig>& config) {
+  for (const UDMRepositoryRecord& r : UDMRegistry().GetRepositories(config ? config->GetUserName() : vqString())) {
+    ids.push_back(r.id);
+  }
+}
+
+void UDMFramework::GetWorkspaces(vqStlVector<vqString>& names, const boost::shared_ptr<UDMRetrieveConfig>& config) {
+  for (const UDMWorkspaceRecord& w : UDMRegistry().GetWorkspaces(config ? config->GetUserName() : vqString())) {
+    names.push_back(w.name);
+  }
+}
+
+vqString UDMFramework::AddExistingRepository(const boost::shared_ptr<UDMSessionConfig>& config, const vqString& name) {
+  if (!config) ThrowNullArgument(UDM_FUNCSIG, "session configuration ");
+  return UDMRegistry().AddExistingRepository(*config, name, config->GetUserName());
+}
+
+void UDMFramework::DeleteRepository(const boost::shared_ptr<UDMSessionConfig>& config, bool deleteData, bool force) {
+  if (!config) ThrowNullArgument(UDM_FUNCSIG, "session configuration ");
+  if (!force) {
+    vqString openIn;
+    {
+      std::lock_guard<std::mutex> lock(m_mutex);
+      for (const auto& [id, session] : m_sessions) {
+        boost::shared_ptr<UDMSessionConfig> open = session->GetSessionConfig();
+        if (open && UDMRegistry::SameRepository(*open, *config)) openIn = id;
+      }
+    }
+    // Raised outside the lock: raising logs through the framework.
+    if (!openIn.empty()) {
+      ThrowStateException(UDM_FUNCSIG,
+                          "the repository \"" + config->GetRepositoryName() + "\" is open in session " + openIn,
+                          ExcSubConflict);
+    }
+  }
+  UDMRegistry().DeleteRepository(*config, deleteData);
+}
+
+void UDMFramework::SetDefaultRepository(const boost::shared_ptr<UDMSessionConfig>& config) {
+  if (!config) ThrowNullArgument(UDM_FUNCSIG, "session configuration ");
+  UDMRegistry().SetDefaultRepository(*config);
 }
 
 boost::shared_ptr<IUDMSession> UDMFramework::FindSession(const vqString& sessionId) {

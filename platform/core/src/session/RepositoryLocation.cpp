@@ -45,7 +45,7 @@ RepositoryLocation LocateRepository(const UDMSessionConfig& config) {
     }
     const vqString dir = config.GetRepositoryBaseDir() + "/" + config.GetRepositoryName();
     CreateDirectory(dir, UDM_FUNCSIG);
-    return {"sqlite", dir + "/" + kLocalDatabaseFile};
+    return {"sqlite", LocalDatabaseFile(config)};
   }
   if (config.GetDataSource().EqualsNoCase("PostGres")) {
     vqString connection = Setting(config, "dbconnectstring");
@@ -68,10 +68,18 @@ RepositoryLocation LocateRepository(const UDMSessionConfig& config) {
                            ExcSubNotFound);
 }
 
-vqString PrepareWorkspace(const UDMSessionConfig& config) {
+vqString LocalDatabaseFile(const UDMSessionConfig& config) {
+  return config.GetRepositoryBaseDir() + "/" + config.GetRepositoryName() + "/" + kLocalDatabaseFile;
+}
+
+vqString WorkspaceDirectory(const UDMSessionConfig& config) {
   if (config.GetWorkspaceBaseDir().empty() || config.GetWorkspaceName().empty()) return vqString();
-  const vqString dir = config.GetWorkspaceBaseDir() + "/" + config.GetWorkspaceName();
-  CreateDirectory(dir, UDM_FUNCSIG);
+  return config.GetWorkspaceBaseDir() + "/" + config.GetWorkspaceName();
+}
+
+vqString PrepareWorkspace(const UDMSessionConfig& config) {
+  const vqString dir = WorkspaceDirectory(config);
+  if (!dir.empty()) CreateDirectory(dir, UDM_FUNCSIG);
   return dir;
 }
 

@@ -19,6 +19,11 @@ struct RepositoryLocation {
 // UDMException naming what is missing or unusable.
 RepositoryLocation LocateRepository(const UDMSessionConfig& config);
 
+// The SQLite file of a local repository.
+vqString LocalDatabaseFile(const UDMSessionConfig& config);
+// WorkspaceBaseDir/WorkspaceName, or empty when the configuration names none.
+vqString WorkspaceDirectory(const UDMSessionConfig& config);
+
 // The workspace directory WorkspaceBaseDir/WorkspaceName, created when
 // missing; empty when the configuration names none.
 vqString PrepareWorkspace(const UDMSessionConfig& config);
