@@ -166,3 +166,18 @@ TEST_P(StructureTest, DeleteUndeleteAndObliterateLeaveNoTrace) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, StructureTest, ::testing::Values("sqlite"));
+
+TEST_P(StructureTest, FolderIsTheNearestFolderAbove) {
+  UDMItemPtr folder = Make(kClassLMFoldertype, "archive");
+  UDMItemPtr project = Make(kClassProject, "glider");
+  UDMItemPtr part = Make(kClassPart, "canopy");
+  folder->AddChild(project, kGroupFoldertype);
+  project->AddChild(part, "parts");
+  EXPECT_EQ(part->GetFolder(), folder);
+  EXPECT_FALSE(folder->GetFolder());
+  folder->Persist("", GDM_RECURSE_ALL, -1, false, true);
+  boost::shared_ptr<IUDMSession> other = OpenSession("bob");
+  UDMItemPtr stored = other->FindItemById(part->GetUID(), true, "")->GetFolder();
+  ASSERT_TRUE(stored);
+  EXPECT_EQ(stored->GetName(), "archive");
+}

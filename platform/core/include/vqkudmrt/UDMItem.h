@@ -47,6 +47,9 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   // level -> (entity, group of the link from that ancestor).
   void GetParentsFromDB(std::map<int, vqStlVector<std::pair<boost::weak_ptr<UDMItem>, vqString>>>& out,
                         int level, int reserved);
+  // The nearest ancestor that is a folder (of the folder-type definition or
+  // one derived from it); null when the item is in no folder.
+  UDMItemPtr GetFolder();
   // The top of the item's first-parent chain (the item itself for a root).
   UDMItemPtr GetRootEntity(bool followFirstParent = true);
 

@@ -247,6 +247,16 @@ void UDMItem::GetParentsFromDB(
   }
 }
 
+UDMItemPtr UDMItem::GetFolder() {
+  vqStlVector<UDMItemPtr> ancestors;
+  GetParents(ancestors, 0);
+  for (const UDMItemPtr& ancestor : ancestors) {
+    const auto& cdef = ancestor->GetContentDefinition();
+    if (cdef->GetType() == kClassLMFoldertype || cdef->DerivesFrom(kClassLMFoldertype)) return ancestor;
+  }
+  return UDMItemPtr();
+}
+
 UDMItemPtr UDMItem::GetRootEntity(bool /*followFirstParent*/) {
   UDMItemPtr node = boost::static_pointer_cast<UDMItem>(shared_from_this());
   std::set<vqString> seen{m_uid.GetDmUid()};

@@ -1,0 +1,14 @@
+#include <vqkudmrt/UDMConnectConfig.h>
+
+#include <vqkudmrt/UDMFramework.h>
+
+namespace vqkudm {
+
+IUDMConnectConfig::~IUDMConnectConfig() = default;
+
+UDMConnectConfig::UDMConnectConfig()
+    : m_pluginDirectory(UDMFramework::GetInstance()->GetInstallLayout().pluginDir) {}
+
+UDMConnectConfig::~UDMConnectConfig() = default;
+
+}  // namespace vqkudm
