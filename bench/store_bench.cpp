@@ -82,7 +82,7 @@ void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
     const fs::path dir = FreshDirectory();
     std::shared_ptr<vqlm::iDbDriver> db =
         store::OpenRepositoryDatabase("sqlite", (dir / "raw.db").string());
-    std::unique_ptr<vqlm::iDbStatement> entity, revision, attribute, link;
+    std::unique_ptr<vqlm::iDbStatement> entity, revision, attribute, link, change;
     db->Prepare("INSERT INTO udm_entity (dmid, cdef, class, latest_rev, deleted, created_by, created_time)"
                 " VALUES (?, ?, ?, ?, ?, ?, ?)", entity);
     db->Prepare("INSERT INTO udm_revision (uid, dmid, revision, name, modified_by, modified_time, comment)"
@@ -91,6 +91,7 @@ void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
                 attribute);
     db->Prepare("INSERT INTO udm_link (parent_dmid, grp, child_dmid, from_rev, position) VALUES (?, ?, ?, ?, ?)",
                 link);
+    db->Prepare("INSERT INTO udm_change (session_id, op, uid, change_time) VALUES (?, ?, ?, ?)", change);
     state.ResumeTiming();
 
     db->BeginTransaction();
@@ -108,12 +109,17 @@ void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
       Exec(*db, attribute, {id, "partnumber", vqVariant(5), "PN-" + std::to_string(i), vqVariant()});
       Exec(*db, attribute, {id, "status", vqVariant(5), "released", vqVariant()});
       Exec(*db, attribute, {id, "description", vqVariant(5), "benchmark part", vqVariant()});
+      // The rows the runtime writes besides: the definition's default
+      // quantity and the change-log entry of the persist.
+      Exec(*db, attribute, {id, "quantity", vqVariant(3), "1", vqVariant(1.0)});
+      Exec(*db, change, {"bench", vqVariant(10), id, now});
       Exec(*db, link, {projectUid.GetDmUid(), "parts", uid.GetDmUid(), vqVariant(0), vqVariant(i)});
     }
     db->Commit();
 
     state.PauseTiming();
     entity.reset();
+    change.reset();
     revision.reset();
     attribute.reset();
     link.reset();
