@@ -160,3 +160,14 @@ TEST_P(ConstrainedModelTest, MandatoryAndUniqueAttributesAreCheckedAtPersist) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ConstrainedModelTest, ::testing::Values("sqlite"));
+
+TEST_P(RepositoryTest, DumpNamesTheSessionAndWhatItHolds) {
+  UDMItemPtr part = m_session->CreateEntity(kClassPart, "gear", UDMUID());
+  m_session->Lock();  // recursive: the dump may run under the caller's lock
+  const std::string dump = m_session->DumpSession();
+  m_session->Unlock();
+  EXPECT_NE(dump.find(m_session->GetSessionId()), std::string::npos) << dump;
+  EXPECT_NE(dump.find("user: alice"), std::string::npos) << dump;
+  EXPECT_NE(dump.find("UDMPart 'gear' (" + part->GetUID().ToString() + ") [new] [checked out]"), std::string::npos)
+      << dump;
+}
