@@ -71,6 +71,13 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   // where it is the left end, anything else both; oldest first.
   void GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction);
 
+  // Writes the working state of a new item (and with GDM_RECURSE_ALL of its
+  // new descendants) to the repository as drafts, in one transaction; the
+  // item stays new and checked out. The drafts are invisible to everyone but
+  // their user, who takes them up again with UDMSession::ResumeDrafts;
+  // persisting removes them. `revision` -1 means the current one.
+  void Save(const vqString& comment, GDMRecurseOption recursion, int revision);
+
   // Stores the item (and with GDM_RECURSE_ALL its new descendants) in one
   // transaction. A new item becomes revision 0. Mandatory attributes must
   // have values. `revision` -1 means the current one.
@@ -93,8 +100,13 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
 
   void LoadLinks();
   void LoadTargets();
+  void CollectNewBatch(const char* signature, const vqString& what, GDMRecurseOption recursion, int revision,
+                       std::vector<UDMItemPtr>& batch, std::set<const UDMItem*>& inBatch);
+  // The working state as JSON text, and back (UDMItemDraft.cpp).
+  vqString EncodeDraft() const;
+  void RestoreDraft(const vqString& state);
   UDMItemPtr Resolve(const vqString& dmid) const;
-  void CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch,
+  void CollectForPersist(const vqString& what, GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch,
                          std::set<const UDMItem*>& inBatch);
   bool IsAncestorOf(const UDMItem& item);
 

@@ -49,6 +49,12 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   boost::shared_ptr<UDMRelation> CreateRelation(const boost::shared_ptr<UDMItem>& source,
                                                 const boost::shared_ptr<UDMItem>& target,
                                                 const vqString& relationType, bool bidirectional) override;
+  // Takes up the drafts this session's user saved (UDMItem::Save): each
+  // becomes a new, checked-out entity of this session again, with its
+  // attributes, children, references and classifications. Drafts this
+  // session holds already are skipped. Appends the entities taken up.
+  void ResumeDrafts(vqStlVector<boost::shared_ptr<UDMItem>>& out);
+
   // The session's plug-ins, registered from the data-model configuration.
   boost::shared_ptr<UDMPluginMgr> GetPluginMgr() const { return m_plugins; }
 

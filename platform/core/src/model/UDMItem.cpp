@@ -383,8 +383,8 @@ void UDMItem::GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int
   }
 }
 
-void UDMItem::CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch,
-                                std::set<const UDMItem*>& inBatch) {
+void UDMItem::CollectForPersist(const vqString& what, GDMRecurseOption recursion,
+                                std::vector<UDMItemPtr>& batch, std::set<const UDMItem*>& inBatch) {
   batch.push_back(boost::static_pointer_cast<UDMItem>(shared_from_this()));
   inBatch.insert(this);
   LoadLinks();
@@ -394,32 +394,58 @@ void UDMItem::CollectForPersist(GDMRecurseOption recursion, std::vector<UDMItemP
     if (inBatch.count(child.get())) continue;
     if (recursion != GDM_RECURSE_ALL) {
       ThrowStateException(UDM_FUNCSIG,
-                          "cannot persist " + ToString("") + ": its child " + child->ToString("") +
-                              " is not persisted; persist it first or persist recursively",
+                          "cannot " + what + " " + ToString("") + ": its child " + child->ToString("") +
+                              " is not persisted; " + what + " it first or " + what + " recursively",
                           ExcSubGeneral);
     }
-    child->CollectForPersist(recursion, batch, inBatch);
+    child->CollectForPersist(what, recursion, batch, inBatch);
+  }
+}
+
+void UDMItem::CollectNewBatch(const char* signature, const vqString& what, GDMRecurseOption recursion,
+                              int revision, std::vector<UDMItemPtr>& batch, std::set<const UDMItem*>& inBatch) {
+  RequireEditable(signature, what);
+  if (revision != -1 && revision != GetRevision()) {
+    ThrowInvalidArgException(signature,
+                             "cannot " + what + " revision " + vqString::FromInt(revision) + " of " + ToString("") +
+                                 ": only its current revision can be",
+                             ExcSubOutOfRange);
+  }
+  if (!m_isNew) {
+    ThrowStateException(signature, "cannot " + what + " " + ToString("") + ": it is not a new entity",
+                        ExcSubGeneral);
+  }
+  CollectForPersist(what, recursion, batch, inBatch);
+}
+
+void UDMItem::Save(const vqString& comment, GDMRecurseOption recursion, int revision) {
+  std::vector<UDMItemPtr> batch;
+  std::set<const UDMItem*> inBatch;
+  CollectNewBatch(UDM_FUNCSIG, "save", recursion, revision, batch, inBatch);
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  std::vector<store::DraftRecord> drafts;
+  for (const UDMItemPtr& item : batch) {
+    drafts.push_back({item->m_uid, item->m_cdefType, comment, item->EncodeDraft()});
+  }
+  const vqString now = UDMSession::Now();
+  session->Store().InTransaction("saving " + ToString(""), [&] {
+    for (const store::DraftRecord& draft : drafts) {
+      session->Store().SaveDraft(draft, session->GetUserName(), session->GetSessionId(), now);
+    }
+  });
+  for (const UDMItemPtr& item : batch) item->m_modified = false;
+  boost::shared_ptr<const UDMChangeRecord> root = session->Notify(SIGNAL_SAVED, batch.front());
+  for (std::size_t i = 1; i < batch.size(); ++i) {
+    session->Notify(SIGNAL_SAVED, batch[i], vqString(), vqVariant(), nullptr, root);
   }
 }
 
 void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int revision,
                       bool keepCheckedOut, bool notify) {
-  RequireEditable(UDM_FUNCSIG, "persist");
-  if (revision != -1 && revision != GetRevision()) {
-    ThrowInvalidArgException(UDM_FUNCSIG,
-                             "cannot persist revision " + vqString::FromInt(revision) + " of " +
-                                 ToString("") + ": only its current revision can be persisted",
-                             ExcSubOutOfRange);
-  }
-  if (!m_isNew) {
-    ThrowStateException(UDM_FUNCSIG,
-                        "cannot persist " + ToString("") + ": it is not a new entity", ExcSubGeneral);
-  }
-  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   std::vector<UDMItemPtr> batch;
   std::set<const UDMItem*> inBatch;
-  CollectForPersist(recursion, batch, inBatch);
-
+  CollectNewBatch(UDM_FUNCSIG, "persist", recursion, revision, batch, inBatch);
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   for (const UDMItemPtr& item : batch) {
     for (const NamedTarget& r : item->m_references) {
       UDMItemPtr target = Resolve(r.dmid);
@@ -469,7 +495,10 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
       session->Store().InsertReferences(item->m_uid.GetDmUid(), references, 0);
       session->Store().InsertClassifications(item->m_uid.GetDmUid(), categories, 0);
     }
-    for (const store::RevisionRecord& r : records) session->LogChange(SIGNAL_PERSISTED, r.uid);
+    for (const store::RevisionRecord& r : records) {
+      session->LogChange(SIGNAL_PERSISTED, r.uid);
+      session->Store().DeleteDraft(r.uid);
+    }
   });
 
   // Stored: update the objects only now, so a failure above changes nothing.

@@ -465,6 +465,36 @@ void UDMSession::DeleteRelations(
   }
 }
 
+void UDMSession::ResumeDrafts(vqStlVector<boost::shared_ptr<UDMItem>>& out) {
+  std::vector<boost::shared_ptr<UDMItem>> resumed;
+  for (const store::DraftRecord& draft : m_store->GetDrafts(m_userName)) {
+    if (FindItemById(draft.uid, false, vqString())) continue;
+    boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(draft.cdef);
+    if (!cdef) {
+      ThrowStateException(UDM_FUNCSIG,
+                          "the draft " + draft.uid.ToString() + " is of the content definition \"" + draft.cdef +
+                              "\", which this session's schema does not have",
+                          ExcSubNotFound);
+    }
+    boost::shared_ptr<UDMItem> item = Instantiate(cdef, draft.uid);
+    item->RestoreDraft(draft.state);
+    item->m_isNew = true;
+    item->m_checkedOut = true;
+    item->m_notify = true;
+    m_newByDmid[draft.uid.GetDmUid()] = item;
+    Retain(item);
+    resumed.push_back(item);
+  }
+  // Links between resumed items are not stored yet: tell each child its parent.
+  for (const boost::shared_ptr<UDMItem>& parent : resumed) {
+    for (const UDMItem::ChildLink& link : parent->m_childLinks) {
+      boost::shared_ptr<UDMItem> child = FindLatest(link.childDmid);
+      if (child) child->m_pendingParents.push_back(parent);
+    }
+  }
+  out.insert(out.end(), resumed.begin(), resumed.end());
+}
+
 void UDMSession::Retain(const boost::shared_ptr<UDMItem>& item) {
   m_retained[item->GetUID().ToString()] = item;
 }

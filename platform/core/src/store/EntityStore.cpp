@@ -492,6 +492,29 @@ void EntityStore::SetRelationEnd(const UDMUID& relation, bool left, int revision
   }
 }
 
+void EntityStore::SaveDraft(const DraftRecord& draft, const vqString& holder, const vqString& sessionId,
+                            const vqString& time) {
+  DeleteDraft(draft.uid);
+  Execute("INSERT INTO udm_draft (uid, cdef, holder, session_id, saved_time, comment, state)"
+          " VALUES (?, ?, ?, ?, ?, ?, ?)",
+          {draft.uid.ToString(), draft.cdef, holder, sessionId, time, draft.comment, draft.state});
+}
+
+void EntityStore::DeleteDraft(const UDMUID& uid) {
+  Execute("DELETE FROM udm_draft WHERE uid = ?", {uid.ToString()});
+}
+
+std::vector<DraftRecord> EntityStore::GetDrafts(const vqString& holder) {
+  const vqlm::ResultSet rows =
+      Query("SELECT uid, cdef, comment, state FROM udm_draft WHERE holder = ? ORDER BY uid", {holder});
+  std::vector<DraftRecord> drafts;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    drafts.push_back({UDMUID(rows.GetValue(i, 0).ToString()), rows.GetValue(i, 1).ToString(),
+                      rows.GetValue(i, 2).ToString(), rows.GetValue(i, 3).ToString()});
+  }
+  return drafts;
+}
+
 void EntityStore::AppendChange(const ChangeLogEntry& e) {
   auto text = [](const vqString& value) { return value.empty() ? vqVariant() : vqVariant(value); };
   Execute("INSERT INTO udm_change (session_id, op, uid, url, attr_name, attr_value, child_uid, change_time)"

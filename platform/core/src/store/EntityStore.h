@@ -76,6 +76,14 @@ struct LinkedRecord {
   RevisionRecord record;
 };
 
+// Saved work on a new entity: its definition and its state as JSON text.
+struct DraftRecord {
+  UDMUID uid;
+  vqString cdef;
+  vqString comment;
+  vqString state;
+};
+
 class EntityStore {
  public:
   explicit EntityStore(std::shared_ptr<vqlm::iDbDriver> db);
@@ -143,6 +151,12 @@ class EntityStore {
   // the left end (2) or either (anything else), oldest first.
   std::vector<UDMUID> GetRelationsOf(const vqString& dmid, int direction);
   void SetRelationEnd(const UDMUID& relation, bool left, int revision);
+
+  // Replaces the draft of `draft.uid`.
+  void SaveDraft(const DraftRecord& draft, const vqString& holder, const vqString& sessionId, const vqString& time);
+  void DeleteDraft(const UDMUID& uid);
+  // The drafts `holder` saved, oldest identifier first.
+  std::vector<DraftRecord> GetDrafts(const vqString& holder);
 
   // Appends to the change log; call inside the change's transaction.
   void AppendChange(const ChangeLogEntry& entry);

@@ -114,8 +114,24 @@ std::vector<vqString> Version1(const SqlDialect& d) {
   };
 }
 
+// Version 2: saved work on entities that were never persisted, kept apart
+// from the stored revisions so that no other query ever sees it.
+std::vector<vqString> Version2(const SqlDialect&) {
+  return {
+      "CREATE TABLE udm_draft ("
+      " uid TEXT PRIMARY KEY,"
+      " cdef TEXT NOT NULL,"
+      " holder TEXT NOT NULL,"
+      " session_id TEXT NOT NULL,"
+      " saved_time TEXT NOT NULL,"
+      " comment TEXT,"
+      " state TEXT NOT NULL)",
+      "CREATE INDEX udm_draft_holder ON udm_draft (holder)",
+  };
+}
+
 const std::vector<Migration>& Migrations() {
-  static const std::vector<Migration> all = {Version1};
+  static const std::vector<Migration> all = {Version1, Version2};
   return all;
 }
 

@@ -1,0 +1,72 @@
+// The working state of a new item as JSON, for drafts.
+#include <vqkudmrt/UDMItem.h>
+
+#include <nlohmann/json.hpp>
+
+#include <vqkudmrt/UDMException.h>
+
+#include "../store/EntityStore.h"
+
+namespace vqkudm {
+
+using nlohmann::json;
+
+namespace {
+
+json Value(const vqVariant& value) {
+  std::int64_t type;
+  vqVariant text, number;
+  store::EncodeAttribute(value, type, text, number);
+  json encoded = {{"type", type}};
+  if (const vqString* t = text.GetString()) encoded["text"] = t->str();
+  if (const double* n = number.GetDouble()) encoded["number"] = *n;
+  return encoded;
+}
+
+vqVariant Value(const json& encoded) {
+  const vqVariant text = encoded.contains("text") ? vqVariant(encoded["text"].get<std::string>()) : vqVariant();
+  const vqVariant number = encoded.contains("number") ? vqVariant(encoded["number"].get<double>()) : vqVariant();
+  return store::DecodeAttribute(encoded.at("type").get<std::int64_t>(), text, number);
+}
+
+}  // namespace
+
+vqString UDMItem::EncodeDraft() const {
+  json state = {{"version", 1},
+                {"attributes", json::object()},
+                {"children", json::array()},
+                {"references", json::array()},
+                {"categories", json::array()}};
+  for (const auto& [name, value] : m_attributes) state["attributes"][name.str()] = Value(value);
+  for (const ChildLink& link : m_childLinks) state["children"].push_back({{"group", link.group.str()}, {"id", link.childDmid.str()}});
+  for (const NamedTarget& r : m_references) state["references"].push_back({{"name", r.name.str()}, {"id", r.dmid.str()}});
+  for (const vqString& c : m_categories) state["categories"].push_back(c.str());
+  return state.dump();
+}
+
+void UDMItem::RestoreDraft(const vqString& text) {
+  try {
+    const json state = json::parse(text.str());
+    m_attributes.clear();
+    for (const auto& [name, value] : state.at("attributes").items()) m_attributes[name] = Value(value);
+    m_childLinks.clear();
+    m_childKeys.clear();
+    for (const json& link : state.at("children")) {
+      m_childLinks.push_back({link.at("group").get<std::string>(), link.at("id").get<std::string>()});
+      m_childKeys.insert(m_childLinks.back().group + "/" + m_childLinks.back().childDmid);
+    }
+    m_references.clear();
+    for (const json& r : state.at("references")) {
+      m_references.push_back({r.at("name").get<std::string>(), r.at("id").get<std::string>()});
+    }
+    m_categories.clear();
+    for (const json& c : state.at("categories")) m_categories.push_back(c.get<std::string>());
+  } catch (const json::exception& e) {
+    ThrowStateException(UDM_FUNCSIG, "the draft of " + m_uid.ToString() + " cannot be read: " + e.what(),
+                        ExcSubSyntax);
+  }
+  m_linksLoaded = true;
+  m_targetsLoaded = true;
+}
+
+}  // namespace vqkudm
