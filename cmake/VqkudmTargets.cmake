@@ -66,6 +66,11 @@ function(vq_add_test name)
   add_executable(${name} ${A_SOURCES})
   target_link_libraries(${name} PRIVATE ${A_DEPS} GTest::gtest GTest::gtest_main)
   target_compile_options(${name} PRIVATE ${VQKUDM_WARNINGS})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support")
+  target_compile_definitions(${name} PRIVATE
+    POSTGRES_DRIVER_PATH="$<TARGET_FILE:vqlmidbdriver_postgres>"
+    SQLITE_DRIVER_PATH="$<TARGET_FILE:vqlmidbdriver_sqlite>")
+  add_dependencies(${name} vqlmidbdriver_postgres vqlmidbdriver_sqlite)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
   add_test(NAME ${name} COMMAND ${name})
   # A hung test must fail the run, not stall it.

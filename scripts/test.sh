@@ -9,6 +9,10 @@ presets=("$@")
 [ "${#presets[@]}" -gt 0 ] || presets=(default asan)
 jobs=$(nproc)
 
+# The PostgreSQL instances of the suite run on a throwaway local server.
+eval "$(bash scripts/pg-test-server.sh start)"
+trap 'bash scripts/pg-test-server.sh stop' EXIT
+
 for preset in "${presets[@]}"; do
   echo "== ${preset}: configure and build"
   cmake --preset "$preset" >/dev/null

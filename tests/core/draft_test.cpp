@@ -62,4 +62,4 @@ TEST_P(DraftTest, SavedWorkIsTakenUpAgainByItsUserOnlyAndPersistingRemovesIt) {
   EXPECT_TRUE(leftover.empty()) << "persisting must remove the drafts";
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, DraftTest, ::testing::Values("sqlite"));
+UDM_ON_EVERY_BACKEND(DraftTest);

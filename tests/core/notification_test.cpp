@@ -4,6 +4,9 @@
 #include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/UDMUpdateWrapper.h>
 
+#include <chrono>
+#include <thread>
+
 using namespace vqkudm;
 
 namespace {
@@ -103,4 +106,21 @@ TEST_P(NotificationTest, OtherSessionsReadStoredChangesFromTheLog) {
   EXPECT_TRUE(own.empty()) << "a session's own changes are not news to it";
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, NotificationTest, ::testing::Values("sqlite"));
+TEST_P(NotificationTest, AWaitingSessionWakesWhenAnotherStoresAChange) {
+  auto bob = boost::dynamic_pointer_cast<UDMSession>(OpenSession("bob"));
+  vqStlVector<UDMSession::LoggedChange> none;
+  bob->WaitForChangesOfOthers(0, 50, none);
+  EXPECT_TRUE(none.empty());
+
+  std::thread writer([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    m_session->CreateEntity(kClassPart, "spoke", UDMUID())->Persist("", GDM_RECURSE_NONE, -1, false, true);
+  });
+  vqStlVector<UDMSession::LoggedChange> seen;
+  bob->WaitForChangesOfOthers(0, 20000, seen);
+  writer.join();
+  ASSERT_EQ(seen.size(), 1u) << "the wait ended without the change";
+  EXPECT_EQ(seen[0].op, SIGNAL_PERSISTED);
+}
+
+UDM_ON_EVERY_BACKEND(NotificationTest);

@@ -76,4 +76,4 @@ TEST_P(ReferenceTest, ItemsAreClassifiedUnderACategoryTree) {
   EXPECT_EQ(children[0]->GetName(), "fasteners");
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, ReferenceTest, ::testing::Values("sqlite"));
+UDM_ON_EVERY_BACKEND(ReferenceTest);

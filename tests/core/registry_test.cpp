@@ -74,4 +74,5 @@ TEST_P(RegistryTest, AGarbledRegistryIsReportedNotOverwritten) {
   EXPECT_EQ(text, "{ not json");
 }
 
+// The registry records where local repositories live on disk.
 INSTANTIATE_TEST_SUITE_P(Backends, RegistryTest, ::testing::Values("sqlite"));

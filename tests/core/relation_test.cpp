@@ -72,4 +72,4 @@ TEST_P(RelationTest, RelationsThatCannotBeMadeComeBackNull) {
   EXPECT_TRUE(none.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, RelationTest, ::testing::Values("sqlite"));
+UDM_ON_EVERY_BACKEND(RelationTest);

@@ -12,10 +12,13 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
+#include "pg_test_database.h"
 #include "temp_dir.h"
 
 #include <filesystem>
 #include <functional>
+#include <optional>
+#include <sstream>
 #include <string>
 
 // The sub-category of the UDMException an action raises; 0 when it raises none.
@@ -30,7 +33,13 @@ inline int SubCategoryOf(const std::function<void()>& action) {
 
 class RepositoryTest : public ::testing::TestWithParam<std::string> {
  protected:
+  bool IsPostgres() const { return GetParam() == "postgres"; }
+
   void SetUp() override {
+    if (IsPostgres()) {
+      m_pg.emplace();
+      if (!m_pg->ok()) GTEST_SKIP() << kNoPostgresServer;
+    }
     // Sessions register their repository: keep that out of the user's home.
     ::setenv("NORVEL_VQK_UDMRT_DB_DIR", m_dir.c_str(), 1);
     m_session = OpenSession("alice");
@@ -44,21 +53,44 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
   boost::shared_ptr<vqkudm::IUDMSession> OpenSession(const std::string& user) {
     auto config = boost::make_shared<vqkudm::UDMSessionConfig>();
     config->SetRepositoryBaseDir(m_dir.string());
-    config->SetRepositoryName("repo");
+    config->SetRepositoryName(IsPostgres() ? m_pg->name() : "repo");
     config->SetWorkspaceBaseDir(m_dir.string());
     config->SetWorkspaceName("ws-" + user);
     config->SetUserName(user);
     config->SetUDMConfigFile(m_configFile);
-    config->SetDataSource(GetParam() == "sqlite" ? "local" : GetParam());
+    config->SetDataSource(IsPostgres() ? "PostGres" : "local");
+    if (IsPostgres()) config->SetLMRepoClientSettings(PostgresClientSettings(m_pg->server()));
     boost::shared_ptr<vqkudm::IUDMSession> session =
         vqkudm::UDMFramework::GetInstance()->CreateSession(config);
     m_opened.push_back(session);
     return session;
   }
 
+  // The client settings that reach the test server, taken from its
+  // connection string.
+  static vqStlMap<vqString, vqString> PostgresClientSettings(const std::string& server) {
+    const std::pair<const char*, const char*> names[] = {
+        {"host", "dbhost"}, {"port", "dbport"}, {"user", "dbusername"}, {"password", "dbpasswd"}};
+    vqStlMap<vqString, vqString> settings;
+    std::istringstream words(server);
+    std::string word;
+    while (words >> word) {
+      const auto equals = word.find('=');
+      for (const auto& [keyword, setting] : names) {
+        if (word.substr(0, equals) == keyword) settings[setting] = word.substr(equals + 1);
+      }
+    }
+    return settings;
+  }
+
+  std::optional<PgTestDatabase> m_pg;
   TestDirectory m_tmp{"udm-repo"};
   const std::filesystem::path& m_dir = m_tmp.path();
   vqString m_configFile;  // empty: the default data model
   boost::shared_ptr<vqkudm::IUDMSession> m_session;
   std::vector<boost::shared_ptr<vqkudm::IUDMSession>> m_opened;
 };
+
+// Runs a suite of repository tests on every backend the store supports.
+#define UDM_ON_EVERY_BACKEND(Suite) \
+  INSTANTIATE_TEST_SUITE_P(Backends, Suite, ::testing::Values("sqlite", "postgres"))

@@ -111,7 +111,7 @@ TEST_P(RepositoryTest, FailedCommitLeavesNothingBehind) {
   EXPECT_TRUE(roots.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, RepositoryTest, ::testing::Values("sqlite"));
+UDM_ON_EVERY_BACKEND(RepositoryTest);
 
 // A data model of the test's own, with the default definitions plus one
 // that has a mandatory and a unique attribute.
@@ -159,7 +159,7 @@ TEST_P(ConstrainedModelTest, MandatoryAndUniqueAttributesAreCheckedAtPersist) {
   EXPECT_FALSE(copy->IsNew());
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, ConstrainedModelTest, ::testing::Values("sqlite"));
+UDM_ON_EVERY_BACKEND(ConstrainedModelTest);
 
 TEST_P(RepositoryTest, DumpNamesTheSessionAndWhatItHolds) {
   UDMItemPtr part = m_session->CreateEntity(kClassPart, "gear", UDMUID());

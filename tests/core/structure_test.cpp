@@ -165,7 +165,7 @@ TEST_P(StructureTest, DeleteUndeleteAndObliterateLeaveNoTrace) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, StructureTest, ::testing::Values("sqlite"));
+UDM_ON_EVERY_BACKEND(StructureTest);
 
 TEST_P(StructureTest, FolderIsTheNearestFolderAbove) {
   UDMItemPtr folder = Make(kClassLMFoldertype, "archive");

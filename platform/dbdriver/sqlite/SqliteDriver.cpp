@@ -2,23 +2,12 @@
 
 #include <sqlite3.h>
 
+#include <vqlmidbdriver/DbSqlText.h>
+
 #include "SqliteErrors.h"
 #include "SqliteStatement.h"
 
 namespace vqlm::sqlite {
-
-namespace {
-
-vqString QuoteIdentifier(const vqString& name) {
-  vqString quoted = "\"";
-  for (char c : name) {
-    if (c == '"') quoted += '"';
-    quoted += c;
-  }
-  return quoted + "\"";
-}
-
-}  // namespace
 
 SqliteDriver::~SqliteDriver() { Close(); }
 
@@ -111,23 +100,18 @@ DbStatus SqliteDriver::Prepare(const vqString& sql, std::unique_ptr<iDbStatement
 
 DbStatus SqliteDriver::BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
                                   const std::vector<vqStlVector<vqVariant>>& rows) {
-  if (columns.empty()) return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": no columns");
-  vqString sql = "INSERT INTO " + QuoteIdentifier(table) + " (";
+  DbStatus status = CheckBulkRows(table, columns, rows);
+  if (!status) return status;
+  vqString sql = "INSERT INTO " + QuoteSqlIdentifier(table) + " (";
   vqString marks;
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    sql += (i ? "," : "") + QuoteIdentifier(columns[i]);
+    sql += (i ? "," : "") + QuoteSqlIdentifier(columns[i]);
     marks += i ? ",?" : "?";
   }
   sql += ") VALUES (" + marks + ")";
   std::unique_ptr<iDbStatement> statement;
-  DbStatus status = Prepare(sql, statement);
+  status = Prepare(sql, statement);
   for (std::size_t r = 0; status && r < rows.size(); ++r) {
-    if (rows[r].size() != columns.size()) {
-      return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": row " +
-                                             std::to_string(r) + " has " +
-                                             std::to_string(rows[r].size()) + " values for " +
-                                             std::to_string(columns.size()) + " columns");
-    }
     status = statement->BindAll(rows[r]);
     if (status) status = statement->Execute();
   }

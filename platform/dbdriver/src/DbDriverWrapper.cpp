@@ -26,5 +26,13 @@ DbStatus DbDriverWrapper::BulkInsert(const vqString& table, const vqStlVector<vq
                                      const std::vector<vqStlVector<vqVariant>>& rows) {
   return m_target->BulkInsert(table, columns, rows);
 }
+bool DbDriverWrapper::HasNotifications() const { return m_target->HasNotifications(); }
+DbStatus DbDriverWrapper::Listen(const vqString& channel) { return m_target->Listen(channel); }
+DbStatus DbDriverWrapper::Notify(const vqString& channel, const vqString& payload) {
+  return m_target->Notify(channel, payload);
+}
+DbStatus DbDriverWrapper::WaitForNotification(int timeoutMs, vqStlVector<vqString>& payloads) {
+  return m_target->WaitForNotification(timeoutMs, payloads);
+}
 
 }  // namespace vqlm

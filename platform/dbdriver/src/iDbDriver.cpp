@@ -13,6 +13,17 @@ DbStatus iDbStatement::BindAll(const vqStlVector<vqVariant>& values) {
   return DbStatus();
 }
 
+namespace {
+DbStatus NoNotifications(const iDbDriver& driver) {
+  return DbStatus::Failure(DbMisuse, "the " + driver.GetDriverName() + " driver has no notifications");
+}
+}  // namespace
+
+bool iDbDriver::HasNotifications() const { return false; }
+DbStatus iDbDriver::Listen(const vqString&) { return NoNotifications(*this); }
+DbStatus iDbDriver::Notify(const vqString&, const vqString&) { return NoNotifications(*this); }
+DbStatus iDbDriver::WaitForNotification(int, vqStlVector<vqString>&) { return NoNotifications(*this); }
+
 DbStatus iDbDriver::ExecSqlQuery(const vqString& sql, const vqStlVector<vqVariant>& params,
                                  ResultSet& out) {
   std::unique_ptr<iDbStatement> statement;

@@ -19,6 +19,7 @@ namespace vqkudm {
 
 namespace store {
 class EntityStore;
+struct ChangeLogEntry;
 struct RevisionRecord;
 }
 class UDMPluginMgr;
@@ -80,6 +81,10 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   };
   // The changes other sessions stored after `afterSequence`, oldest first.
   void ReadChangesOfOthers(std::int64_t afterSequence, vqStlVector<LoggedChange>& out);
+  // Like ReadChangesOfOthers, but when there are none yet waits up to
+  // `timeoutMs` for another session to store some. On a server that sends
+  // notifications the wait costs nothing until a change is committed.
+  void WaitForChangesOfOthers(std::int64_t afterSequence, int timeoutMs, vqStlVector<LoggedChange>& out);
 
   boost::shared_ptr<UDMSessionConfig> GetSessionConfig() const override { return m_config; }
   boost::shared_ptr<UDMConfiguration> GetConfiguration() const override { return m_schema; }
@@ -107,6 +112,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
                                                   const boost::shared_ptr<const UDMChangeRecord>& parent = nullptr);
   // Appends a stored change to the repository's log (inside its transaction).
   void LogChange(SignalOption op, const UDMUID& uid, const UDMUID& child = UDMUID());
+  void LogChanges(SignalOption op, const std::vector<UDMUID>& uids);
   // Moves an entity in the identity map after its identifier changed.
   void Rekey(const UDMUID& oldUid, const boost::shared_ptr<UDMItem>& item);
   // The current time as stored in the repository (ISO-8601, UTC, ms).
@@ -118,6 +124,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   boost::shared_ptr<UDMItem> Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef,
                                          const UDMUID& uid);
   boost::shared_ptr<UDMItem> RequireItem(const char* signature, const UDMUID& uid);
+  store::ChangeLogEntry ChangeEntry(SignalOption op, const UDMUID& uid, const UDMUID& child) const;
 
   boost::shared_ptr<UDMSessionConfig> m_config;
   boost::shared_ptr<UDMConfiguration> m_schema;

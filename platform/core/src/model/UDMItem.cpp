@@ -495,10 +495,11 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
       session->Store().InsertReferences(item->m_uid.GetDmUid(), references, 0);
       session->Store().InsertClassifications(item->m_uid.GetDmUid(), categories, 0);
     }
-    for (const store::RevisionRecord& r : records) {
-      session->LogChange(SIGNAL_PERSISTED, r.uid);
-      session->Store().DeleteDraft(r.uid);
-    }
+    std::vector<UDMUID> persisted;
+    persisted.reserve(records.size());
+    for (const store::RevisionRecord& r : records) persisted.push_back(r.uid);
+    session->LogChanges(SIGNAL_PERSISTED, persisted);
+    session->Store().DeleteDrafts(persisted);
   });
 
   // Stored: update the objects only now, so a failure above changes nothing.

@@ -117,19 +117,44 @@ boost::shared_ptr<const UDMChangeRecord> UDMSession::Notify(SignalOption op,
 }
 
 void UDMSession::LogChange(SignalOption op, const UDMUID& uid, const UDMUID& child) {
+  m_store->AppendChange(ChangeEntry(op, uid, child));
+}
+
+void UDMSession::LogChanges(SignalOption op, const std::vector<UDMUID>& uids) {
+  std::vector<store::ChangeLogEntry> entries;
+  entries.reserve(uids.size());
+  for (const UDMUID& uid : uids) entries.push_back(ChangeEntry(op, uid, UDMUID()));
+  m_store->AppendChanges(entries);
+}
+
+store::ChangeLogEntry UDMSession::ChangeEntry(SignalOption op, const UDMUID& uid, const UDMUID& child) const {
   store::ChangeLogEntry entry;
   entry.sessionId = m_sessionId;
   entry.op = op;
   entry.uid = uid.ToString();
   entry.childUid = child.ToString();
   entry.time = Now();
-  m_store->AppendChange(entry);
+  return entry;
 }
 
 void UDMSession::ReadChangesOfOthers(std::int64_t afterSequence, vqStlVector<LoggedChange>& out) {
   for (const store::ChangeLogEntry& entry : m_store->ReadChanges(afterSequence, m_sessionId)) {
     out.push_back({entry.seq, entry.sessionId, static_cast<SignalOption>(entry.op), UDMUID(entry.uid),
                    entry.childUid, entry.time});
+  }
+}
+
+void UDMSession::WaitForChangesOfOthers(std::int64_t afterSequence, int timeoutMs,
+                                        vqStlVector<LoggedChange>& out) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  m_store->ListenForChanges();
+  const std::size_t before = out.size();
+  for (;;) {
+    ReadChangesOfOthers(afterSequence, out);
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (out.size() > before || left.count() <= 0) return;
+    m_store->WaitForChangeSignal(static_cast<int>(left.count()));
   }
 }
 

@@ -1,6 +1,9 @@
 #include "EntityStore.h"
 
+#include <algorithm>
+#include <chrono>
 #include <set>
+#include <thread>
 
 #include <vqkudmrt/UDMException.h>
 
@@ -108,7 +111,20 @@ vqVariant DecodeAttribute(std::int64_t type, const vqVariant& text, const vqVari
   }
 }
 
-EntityStore::EntityStore(std::shared_ptr<vqlm::iDbDriver> db) : m_db(std::move(db)) {}
+namespace {
+const char* const kChangeChannel = "udm_change";
+
+const SqlDialect& DialectOf(const vqlm::iDbDriver& db) {
+  const SqlDialect* dialect = SqlDialect::ForDriver(db.GetDriverName());
+  if (!dialect) {
+    ThrowInvalidArgException(UDM_FUNCSIG, "unknown database driver \"" + db.GetDriverName() + "\"",
+                             ExcSubNotFound);
+  }
+  return *dialect;
+}
+}  // namespace
+
+EntityStore::EntityStore(std::shared_ptr<vqlm::iDbDriver> db) : m_db(std::move(db)), m_dialect(DialectOf(*m_db)) {}
 
 void EntityStore::Begin(const vqString& what) {
   const vqlm::DbStatus status = m_db->BeginTransaction();
@@ -230,6 +246,7 @@ bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
 }
 
 bool EntityStore::IsValueTaken(const vqString& name, const vqString& value, const vqString& exceptDmid) {
+  if (!m_dialect.keyLock.empty()) Query(m_dialect.keyLock.c_str(), {name + "=" + value});
   return !Query("SELECT 1 FROM udm_attribute a JOIN udm_revision r ON r.uid = a.uid AND r.state = 0"
                 " JOIN udm_entity e ON e.dmid = r.dmid AND e.latest_rev = r.revision"
                 " WHERE a.name = ? AND a.text_value = ? AND r.dmid <> ?",
@@ -504,6 +521,17 @@ void EntityStore::DeleteDraft(const UDMUID& uid) {
   Execute("DELETE FROM udm_draft WHERE uid = ?", {uid.ToString()});
 }
 
+void EntityStore::DeleteDrafts(const std::vector<UDMUID>& uids) {
+  const vqlm::ResultSet drafts = Query("SELECT uid FROM udm_draft", {});
+  if (drafts.IsEmpty()) return;
+  std::set<vqString> wanted;
+  for (const UDMUID& uid : uids) wanted.insert(uid.ToString());
+  for (std::size_t i = 0; i < drafts.GetRowCount(); ++i) {
+    const vqString uid = drafts.GetValue(i, 0).ToString();
+    if (wanted.count(uid)) Execute("DELETE FROM udm_draft WHERE uid = ?", {uid});
+  }
+}
+
 std::vector<DraftRecord> EntityStore::GetDrafts(const vqString& holder) {
   const vqlm::ResultSet rows =
       Query("SELECT uid, cdef, comment, state FROM udm_draft WHERE holder = ? ORDER BY uid", {holder});
@@ -515,12 +543,42 @@ std::vector<DraftRecord> EntityStore::GetDrafts(const vqString& holder) {
   return drafts;
 }
 
-void EntityStore::AppendChange(const ChangeLogEntry& e) {
+void EntityStore::AppendChange(const ChangeLogEntry& entry) { AppendChanges({entry}); }
+
+void EntityStore::AppendChanges(const std::vector<ChangeLogEntry>& entries) {
+  if (entries.empty()) return;
   auto text = [](const vqString& value) { return value.empty() ? vqVariant() : vqVariant(value); };
-  Execute("INSERT INTO udm_change (session_id, op, uid, url, attr_name, attr_value, child_uid, change_time)"
-          " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
-          {e.sessionId, vqVariant(e.op), text(e.uid), text(e.url), text(e.attributeName),
-           text(e.attributeValue), text(e.childUid), e.time});
+  std::vector<vqStlVector<vqVariant>> rows;
+  rows.reserve(entries.size());
+  for (const ChangeLogEntry& e : entries) {
+    rows.push_back({e.sessionId, vqVariant(e.op), text(e.uid), text(e.url), text(e.attributeName),
+                    text(e.attributeValue), text(e.childUid), e.time});
+  }
+  if (!m_dialect.changeLogLock.empty()) Query(m_dialect.changeLogLock.c_str(), {});
+  BulkInsert("udm_change",
+             {"session_id", "op", "uid", "url", "attr_name", "attr_value", "child_uid", "change_time"}, rows);
+  if (m_db->HasNotifications()) {
+    const vqlm::DbStatus status = m_db->Notify(kChangeChannel, entries.front().sessionId);
+    if (!status) Fail("cannot signal a change", status);
+  }
+}
+
+void EntityStore::ListenForChanges() {
+  if (m_listening || !m_db->HasNotifications()) return;
+  const vqlm::DbStatus status = m_db->Listen(kChangeChannel);
+  if (!status) Fail("cannot listen for changes", status);
+  m_listening = true;
+}
+
+void EntityStore::WaitForChangeSignal(int timeoutMs) {
+  if (!m_listening) {
+    // Without notifications, look again soon.
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::min(timeoutMs, 25)));
+    return;
+  }
+  vqStlVector<vqString> payloads;
+  const vqlm::DbStatus status = m_db->WaitForNotification(timeoutMs, payloads);
+  if (!status) Fail("waiting for changes failed", status);
 }
 
 std::vector<ChangeLogEntry> EntityStore::ReadChanges(std::int64_t afterSeq, const vqString& excludeSession) {

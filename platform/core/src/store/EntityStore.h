@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <vqkudmrt/UDMUID.h>
+#include <vqkudmrt/store/SqlDialect.h>
 #include <vqlmidbdriver/iDbDriver.h>
 #include <vqutl/vqVariant.h>
 
@@ -155,13 +156,22 @@ class EntityStore {
   // Replaces the draft of `draft.uid`.
   void SaveDraft(const DraftRecord& draft, const vqString& holder, const vqString& sessionId, const vqString& time);
   void DeleteDraft(const UDMUID& uid);
+  // Removes whichever of `uids` have drafts; one query when none has.
+  void DeleteDrafts(const std::vector<UDMUID>& uids);
   // The drafts `holder` saved, oldest identifier first.
   std::vector<DraftRecord> GetDrafts(const vqString& holder);
 
   // Appends to the change log; call inside the change's transaction.
   void AppendChange(const ChangeLogEntry& entry);
+  void AppendChanges(const std::vector<ChangeLogEntry>& entries);
   // Log entries after `afterSeq`, oldest first, except those of `excludeSession`.
   std::vector<ChangeLogEntry> ReadChanges(std::int64_t afterSeq, const vqString& excludeSession);
+  // Waits up to `timeoutMs` for a sign that the change log grew: a
+  // notification where the database sends them (call ListenForChanges before
+  // reading the log, so nothing slips between the read and the wait), a short
+  // sleep otherwise. The caller reads the log again either way.
+  void ListenForChanges();
+  void WaitForChangeSignal(int timeoutMs);
   // Latest revisions of live entities of the given class that have no parent.
   std::vector<UDMUID> GetRootEntities(const vqString& className);
 
@@ -177,6 +187,8 @@ class EntityStore {
                   const std::vector<vqStlVector<vqVariant>>& rows);
 
   std::shared_ptr<vqlm::iDbDriver> m_db;
+  const SqlDialect& m_dialect;
+  bool m_listening = false;
   std::vector<std::pair<const char*, std::unique_ptr<vqlm::iDbStatement>>> m_statements;
 };
 

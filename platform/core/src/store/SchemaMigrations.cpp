@@ -161,7 +161,6 @@ int ReadSchemaVersion(vqlm::iDbDriver& db) {
 }
 
 int MigrateSchema(vqlm::iDbDriver& db, const SqlDialect& dialect) {
-  CreateVersionTable(db);
   for (;;) {
     vqlm::DbStatus status = db.BeginTransaction();
     if (!status) Fail("cannot start a migration", status);
@@ -173,7 +172,8 @@ int MigrateSchema(vqlm::iDbDriver& db, const SqlDialect& dialect) {
         Fail("cannot lock the schema", status);
       }
     }
-    // Read inside the transaction: another process may have migrated meanwhile.
+    // Create and read the version inside the locked transaction: another
+    // process may be creating or migrating the same repository.
     const int current = ReadSchemaVersion(db);
     if (current > LatestSchemaVersion()) {
       db.Rollback();

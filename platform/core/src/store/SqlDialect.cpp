@@ -5,14 +5,19 @@ namespace vqkudm::store {
 const SqlDialect& SqlDialect::Sqlite() {
   // BEGIN IMMEDIATE already holds the write lock for the whole transaction.
   static const SqlDialect dialect{"sqlite", "INTEGER", "REAL", "BLOB",
-                                  "INTEGER PRIMARY KEY AUTOINCREMENT", ""};
+                                  "INTEGER PRIMARY KEY AUTOINCREMENT", "", "", ""};
   return dialect;
 }
 
 const SqlDialect& SqlDialect::Postgres() {
   static const SqlDialect dialect{"postgres", "BIGINT", "DOUBLE PRECISION", "BYTEA",
                                   "BIGSERIAL PRIMARY KEY",
-                                  "SELECT pg_advisory_xact_lock(7364529181)"};
+                                  "SELECT pg_advisory_xact_lock(7364529181)",
+                                  "SELECT pg_advisory_xact_lock(73645, hashtext(?))",
+                                  // A sequence number is taken at insert but seen at commit:
+                                  // without this a reader could pass over a later-committed
+                                  // lower number for good.
+                                  "SELECT pg_advisory_xact_lock(7364529182)"};
   return dialect;
 }
 

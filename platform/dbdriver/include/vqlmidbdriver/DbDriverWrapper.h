@@ -29,6 +29,10 @@ class VQLMIDBDRIVER_API DbDriverWrapper : public iDbDriver {
   DbStatus Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) override;
   DbStatus BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
                       const std::vector<vqStlVector<vqVariant>>& rows) override;
+  bool HasNotifications() const override;
+  DbStatus Listen(const vqString& channel) override;
+  DbStatus Notify(const vqString& channel, const vqString& payload) override;
+  DbStatus WaitForNotification(int timeoutMs, vqStlVector<vqString>& payloads) override;
 
   using iDbDriver::ExecSqlQuery;
   using iDbDriver::ExecSqlStatement;

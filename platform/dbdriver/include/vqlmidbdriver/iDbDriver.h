@@ -81,6 +81,17 @@ class VQLMIDBDRIVER_API iDbDriver {
   virtual DbStatus BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
                               const std::vector<vqStlVector<vqVariant>>& rows) = 0;
 
+  // Notifications between connections (LISTEN/NOTIFY on PostgreSQL). A
+  // driver without them answers false and DbMisuse; callers then poll.
+  virtual bool HasNotifications() const;
+  // Subscribes this connection to `channel`.
+  virtual DbStatus Listen(const vqString& channel);
+  // Sends `payload` on `channel`; inside a transaction it is delivered at commit.
+  virtual DbStatus Notify(const vqString& channel, const vqString& payload);
+  // Waits up to `timeoutMs` for notifications on the channels listened to and
+  // appends their payloads; returns at once when some are already waiting.
+  virtual DbStatus WaitForNotification(int timeoutMs, vqStlVector<vqString>& payloads);
+
   // One-shot forms of Prepare + BindAll + Query/Execute.
   DbStatus ExecSqlQuery(const vqString& sql, const vqStlVector<vqVariant>& params, ResultSet& out);
   DbStatus ExecSqlStatement(const vqString& sql, const vqStlVector<vqVariant>& params,

@@ -17,6 +17,13 @@ struct VQKUDMRT_API SqlDialect {
   // Statement run first in a schema migration's transaction so that two
   // processes opening a new repository at once migrate it one after the other.
   vqString migrationLock;
+  // Statement with one text parameter taking a lock on that key until the
+  // transaction ends, so that concurrent writers checking the same unique
+  // value go one after the other. Empty where writers never overlap.
+  vqString keyLock;
+  // Statement run before appending to the change log so that entries become
+  // visible in the order of their sequence numbers. Empty where writers never overlap.
+  vqString changeLogLock;
 
   static const SqlDialect& Sqlite();
   static const SqlDialect& Postgres();

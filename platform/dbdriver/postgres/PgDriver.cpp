@@ -1,0 +1,231 @@
+#include "PgDriver.h"
+
+#include <poll.h>
+
+#include <chrono>
+
+#include <vqlmidbdriver/DbSqlText.h>
+
+#include "PgErrors.h"
+#include "PgStatement.h"
+#include "PgText.h"
+
+namespace vqlm::postgres {
+
+namespace {
+
+// COPY data goes to the server in pieces of about this size.
+constexpr std::size_t kCopyChunk = 256 * 1024;
+
+}  // namespace
+
+PgDriver::~PgDriver() { Close(); }
+
+DbStatus PgDriver::NotOpen(const char* what) const {
+  return DbStatus::Failure(DbNotOpen, vqString(what) + ": no database is open");
+}
+
+DbStatus PgDriver::Open(const vqString& connection) {
+  Close();
+  PGconn* pg = PQconnectdb(connection.c_str());
+  if (!pg) return DbStatus::Failure(DbConnection, "connect: out of memory");
+  if (PQstatus(pg) != CONNECTION_OK) {
+    DbStatus status = ConnectFailure(pg);
+    PQfinish(pg);
+    return status;
+  }
+  m_connection = pg;
+  // Server notices (e.g. "relation already exists, skipping") are not errors.
+  PQsetNoticeProcessor(m_connection, [](void*, const char*) {}, nullptr);
+  return Exec("SET client_min_messages = warning", nullptr);
+}
+
+void PgDriver::Close() {
+  if (!m_connection) return;
+  PQfinish(m_connection);  // the server rolls back an open transaction
+  m_connection = nullptr;
+  m_inTransaction = false;
+  m_listening.clear();
+  ForgetStatements();
+}
+
+void PgDriver::ForgetStatements() {
+  m_statements.clear();
+  m_statementAges.clear();
+}
+
+DbStatus PgDriver::EnsureConnected(const char* what) {
+  if (!m_connection) return NotOpen(what);
+  if (PQstatus(m_connection) == CONNECTION_OK || m_inTransaction) return DbStatus();
+  PQreset(m_connection);
+  ForgetStatements();
+  if (PQstatus(m_connection) != CONNECTION_OK) return ConnectFailure(m_connection);
+  for (const vqString& channel : m_listening) {
+    DbStatus status = Exec("LISTEN " + QuoteSqlIdentifier(channel), nullptr);
+    if (!status) return status;
+  }
+  return DbStatus();
+}
+
+DbStatus PgDriver::Consume(PGresult* result, const vqString& context) {
+  DbStatus status = ToStatus(m_connection, result, context);
+  PQclear(result);
+  return status;
+}
+
+DbStatus PgDriver::Exec(const vqString& sql, ResultSet* out) {
+  DbStatus status = EnsureConnected("execute");
+  if (!status) return status;
+  PGresult* result = PQexec(m_connection, sql.c_str());
+  if (out) {
+    out->Clear();
+    if (result && PQresultStatus(result) == PGRES_TUPLES_OK) CollectRows(result, *out);
+  }
+  return Consume(result, "execute \"" + sql + "\"");
+}
+
+DbStatus PgDriver::ExecSqlStatement(const vqString& sql) { return Exec(sql, nullptr); }
+
+DbStatus PgDriver::ExecSqlQuery(const vqString& sql, ResultSet& out) { return Exec(sql, &out); }
+
+DbStatus PgDriver::BeginTransaction() {
+  if (m_inTransaction) return DbStatus::Failure(DbMisuse, "begin: a transaction is already open");
+  DbStatus status = Exec("BEGIN", nullptr);
+  m_inTransaction = status.IsOk();
+  return status;
+}
+
+DbStatus PgDriver::Commit() {
+  if (!m_inTransaction) return DbStatus::Failure(DbMisuse, "commit: no transaction is open");
+  // COMMIT of a transaction that met an error answers ROLLBACK without an
+  // error: report that as the failure it is.
+  const bool failed = PQtransactionStatus(m_connection) == PQTRANS_INERROR;
+  DbStatus status = Exec("COMMIT", nullptr);
+  m_inTransaction = false;
+  if (status && failed) {
+    return DbStatus::Failure(DbMisuse, "commit: the transaction had failed and was rolled back");
+  }
+  return status;
+}
+
+DbStatus PgDriver::Rollback() {
+  if (!m_inTransaction) return DbStatus::Failure(DbMisuse, "rollback: no transaction is open");
+  m_inTransaction = false;
+  // A lost connection has rolled back on the server already.
+  if (PQstatus(m_connection) != CONNECTION_OK) return DbStatus();
+  return Exec("ROLLBACK", nullptr);
+}
+
+DbStatus PgDriver::PreparedName(const vqString& sql, vqString& name, int& parameterCount) {
+  DbStatus status = EnsureConnected("prepare");
+  if (!status) return status;
+  auto found = m_statements.find(sql);
+  if (found != m_statements.end()) {
+    m_statementAges.splice(m_statementAges.begin(), m_statementAges, found->second.age);
+    name = found->second.name;
+    parameterCount = found->second.parameterCount;
+    return status;
+  }
+  const NumberedSql numbered = NumberPlaceholders(sql);
+  const vqString newName = "vq" + std::to_string(++m_nextStatement);
+  status = Consume(PQprepare(m_connection, newName.c_str(), numbered.sql.c_str(), 0, nullptr),
+                   "prepare \"" + sql + "\"");
+  if (!status) return status;
+  if (m_statements.size() >= kStatementCacheSize) {
+    // A failed DEALLOCATE only leaves an unused statement on the server.
+    const vqString oldest = m_statementAges.back();
+    PQclear(PQexec(m_connection, ("DEALLOCATE " + m_statements[oldest].name).c_str()));
+    m_statements.erase(oldest);
+    m_statementAges.pop_back();
+  }
+  m_statementAges.push_front(sql);
+  m_statements[sql] = Prepared{newName, numbered.parameterCount, m_statementAges.begin()};
+  name = newName;
+  parameterCount = numbered.parameterCount;
+  return status;
+}
+
+DbStatus PgDriver::Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) {
+  vqString name;
+  int parameterCount = 0;
+  DbStatus status = PreparedName(sql, name, parameterCount);
+  if (status) out.reset(new PgStatement(*this, sql, parameterCount));
+  return status;
+}
+
+DbStatus PgDriver::BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
+                              const std::vector<vqStlVector<vqVariant>>& rows) {
+  const vqString context = "bulk insert into " + table;
+  DbStatus status = CheckBulkRows(table, columns, rows);
+  if (!status || rows.empty()) return status;
+  vqString sql = "COPY " + QuoteSqlIdentifier(table) + " (";
+  for (std::size_t i = 0; i < columns.size(); ++i) sql += (i ? "," : "") + QuoteSqlIdentifier(columns[i]);
+  sql += ") FROM STDIN";
+  status = EnsureConnected("bulk insert");
+  if (!status) return status;
+  status = Consume(PQexec(m_connection, sql.c_str()), context);
+  if (!status) return status;
+
+  vqString buffer;
+  buffer.reserve(kCopyChunk + 4096);
+  bool sent = true;
+  for (const auto& row : rows) {
+    for (std::size_t c = 0; c < row.size(); ++c) {
+      if (c) buffer += '\t';
+      AppendCopyValue(row[c], buffer);
+    }
+    buffer += '\n';
+    if (buffer.size() >= kCopyChunk) {
+      sent = PQputCopyData(m_connection, buffer.data(), static_cast<int>(buffer.size())) == 1;
+      buffer.clear();
+      if (!sent) break;
+    }
+  }
+  if (sent && !buffer.empty())
+    sent = PQputCopyData(m_connection, buffer.data(), static_cast<int>(buffer.size())) == 1;
+  PQputCopyEnd(m_connection, sent ? nullptr : "the client stopped sending");
+  // The outcome of COPY comes after its end; drain every result.
+  status = DbStatus();
+  while (PGresult* result = PQgetResult(m_connection)) {
+    DbStatus one = Consume(result, context);
+    if (status && !one) status = one;
+  }
+  if (status && !sent) status = ToStatus(m_connection, nullptr, context);
+  return status;
+}
+
+DbStatus PgDriver::Listen(const vqString& channel) {
+  DbStatus status = Exec("LISTEN " + QuoteSqlIdentifier(channel), nullptr);
+  if (status) m_listening.push_back(channel);
+  return status;
+}
+
+DbStatus PgDriver::Notify(const vqString& channel, const vqString& payload) {
+  return ExecSqlStatement("SELECT pg_notify(?, ?)", {vqVariant(channel), vqVariant(payload)});
+}
+
+DbStatus PgDriver::WaitForNotification(int timeoutMs, vqStlVector<vqString>& payloads) {
+  DbStatus status = EnsureConnected("wait for notifications");
+  if (!status) return status;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  for (;;) {
+    if (!PQconsumeInput(m_connection)) return ToStatus(m_connection, nullptr, "wait for notifications");
+    bool any = false;
+    while (PGnotify* notice = PQnotifies(m_connection)) {
+      payloads.push_back(notice->extra ? notice->extra : "");
+      PQfreemem(notice);
+      any = true;
+    }
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (any || left.count() <= 0) return DbStatus();
+    pollfd socket{PQsocket(m_connection), POLLIN, 0};
+    if (::poll(&socket, 1, static_cast<int>(left.count())) < 0 && errno != EINTR) {
+      return DbStatus::Failure(DbConnection, "wait for notifications: poll failed");
+    }
+  }
+}
+
+}  // namespace vqlm::postgres
+
+VQ_MODULE_ENTRY vqlm::iDbDriver* CreateDriver() { return new vqlm::postgres::PgDriver(); }

@@ -1,0 +1,54 @@
+#include "PgErrors.h"
+
+namespace vqlm::postgres {
+
+namespace {
+
+DbErrorKind KindOfSqlState(const vqString& state) {
+  if (state.size() != 5) return DbFailed;
+  const vqString cls = state.substr(0, 2);
+  if (cls == "23") return DbConstraint;
+  if (cls == "08" || state == "57P01" || state == "57P02" || state == "57P03" || cls == "3D")
+    return DbConnection;
+  if (cls == "28") return DbAuthentication;
+  if (state == "40001" || state == "40P01") return DbSerialization;
+  if (state == "55P03" || state == "57014") return DbBusy;
+  if (cls == "42" || cls == "26" || cls == "34" || state == "25P02") return DbMisuse;
+  return DbFailed;
+}
+
+// libpq's messages end in a newline and may carry a "DETAIL" line: keep them
+// on one line so that a message reads well inside a longer one.
+vqString OneLine(const char* message) {
+  vqString text = message ? message : "";
+  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+  for (char& c : text)
+    if (c == '\n') c = ' ';
+  return text;
+}
+
+}  // namespace
+
+DbStatus ToStatus(PGconn* connection, const PGresult* result, const vqString& context) {
+  const ExecStatusType status = result ? PQresultStatus(result) : PGRES_FATAL_ERROR;
+  if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK || status == PGRES_COPY_IN)
+    return DbStatus();
+  const char* state = result ? PQresultErrorField(result, PG_DIAG_SQLSTATE) : nullptr;
+  const vqString sqlState = state ? state : "";
+  vqString reason = OneLine(result ? PQresultErrorMessage(result) : nullptr);
+  if (reason.empty()) reason = OneLine(PQerrorMessage(connection));
+  DbErrorKind kind = KindOfSqlState(sqlState);
+  // A lost connection has no SQLSTATE; the connection's state tells.
+  if (PQstatus(connection) == CONNECTION_BAD) kind = DbConnection;
+  return DbStatus::Failure(kind, context + ": " + reason, sqlState);
+}
+
+DbStatus ConnectFailure(PGconn* connection) {
+  const vqString reason = OneLine(PQerrorMessage(connection));
+  // The server asked for a password: it was missing or it was refused.
+  const bool credentials = PQconnectionNeedsPassword(connection) || PQconnectionUsedPassword(connection);
+  return DbStatus::Failure(credentials ? DbAuthentication : DbConnection, "connect: " + reason,
+                           credentials ? "28P01" : "08001");
+}
+
+}  // namespace vqlm::postgres
