@@ -17,6 +17,7 @@
 #include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmidbdriver/iDbDriver.h>
 
+#include "part_rows.h"
 #include "ratio_reporter.h"
 
 using namespace vqkudm;
@@ -47,34 +48,19 @@ void BM_CreateAndPersistItems_runtime(benchmark::State& state) {
     boost::shared_ptr<IUDMSession> session = OpenSession(dir);
     state.ResumeTiming();
 
-    UDMItemPtr project = session->CreateEntity(kClassProject, "bench", UDMUID());
-    for (int i = 0; i < count; ++i) {
-      UDMItemPtr part = session->CreateEntity(kClassPart, "part-" + std::to_string(i), UDMUID());
-      part->SetAttribute("material", vqVariant("steel"));
-      part->SetAttribute("mass", vqVariant(1.5 + i));
-      part->SetAttribute("partnumber", vqVariant("PN-" + std::to_string(i)));
-      part->SetAttribute("status", vqVariant("released"));
-      part->SetAttribute("description", vqVariant("benchmark part"));
-      project->AddChild(part, "parts");
-    }
-    project->Persist("bench", GDM_RECURSE_ALL, -1, false, true);
+    CreateAndPersistParts(*session, count);
 
     state.PauseTiming();
     UDMFramework::GetInstance()->DeleteSession(session);
     session.reset();
-    project.reset();
     fs::remove_all(dir);
     state.ResumeTiming();
   }
   state.SetItemsProcessed(state.iterations() * count);
 }
 
-void Exec(vqlm::iDbDriver& db, std::unique_ptr<vqlm::iDbStatement>& statement,
-          const vqStlVector<vqVariant>& values) {
-  statement->BindAll(values);
-  if (!statement->Execute()) std::abort();
-}
-
+// Raw SQLite as an application would write it: one prepared INSERT per
+// table, executed row by row, in one transaction.
 void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
   for (auto _ : state) {
@@ -82,47 +68,26 @@ void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
     const fs::path dir = FreshDirectory();
     std::shared_ptr<vqlm::iDbDriver> db =
         store::OpenRepositoryDatabase("sqlite", (dir / "raw.db").string());
-    std::unique_ptr<vqlm::iDbStatement> entity, revision, attribute, link, change;
-    db->Prepare("INSERT INTO udm_entity (dmid, cdef, class, latest_rev, deleted, created_by, created_time)"
-                " VALUES (?, ?, ?, ?, ?, ?, ?)", entity);
-    db->Prepare("INSERT INTO udm_revision (uid, dmid, revision, name, modified_by, modified_time, comment)"
-                " VALUES (?, ?, ?, ?, ?, ?, ?)", revision);
-    db->Prepare("INSERT INTO udm_attribute (uid, name, type, text_value, num_value) VALUES (?, ?, ?, ?, ?)",
-                attribute);
-    db->Prepare("INSERT INTO udm_link (parent_dmid, grp, child_dmid, from_rev, position) VALUES (?, ?, ?, ?, ?)",
-                link);
-    db->Prepare("INSERT INTO udm_change (session_id, op, uid, change_time) VALUES (?, ?, ?, ?)", change);
     state.ResumeTiming();
 
     db->BeginTransaction();
-    const UDMUID projectUid = UDMUID::Generate();
-    const vqString now = UDMSession::Now();
-    Exec(*db, entity, {projectUid.GetDmUid(), kClassProject, kClassItem, vqVariant(0), vqVariant(0), "bench", now});
-    Exec(*db, revision, {projectUid.ToString(), projectUid.GetDmUid(), vqVariant(0), "bench", "bench", now, "bench"});
-    for (int i = 0; i < count; ++i) {
-      const UDMUID uid = UDMUID::Generate();
-      const vqString id = uid.ToString();
-      Exec(*db, entity, {uid.GetDmUid(), kClassPart, kClassItem, vqVariant(0), vqVariant(0), "bench", now});
-      Exec(*db, revision, {id, uid.GetDmUid(), vqVariant(0), "part-" + std::to_string(i), "bench", now, "bench"});
-      Exec(*db, attribute, {id, "material", vqVariant(5), "steel", vqVariant()});
-      Exec(*db, attribute, {id, "mass", vqVariant(4), vqString::FromDouble(1.5 + i), vqVariant(1.5 + i)});
-      Exec(*db, attribute, {id, "partnumber", vqVariant(5), "PN-" + std::to_string(i), vqVariant()});
-      Exec(*db, attribute, {id, "status", vqVariant(5), "released", vqVariant()});
-      Exec(*db, attribute, {id, "description", vqVariant(5), "benchmark part", vqVariant()});
-      // The rows the runtime writes besides: the definition's default
-      // quantity and the change-log entry of the persist.
-      Exec(*db, attribute, {id, "quantity", vqVariant(3), "1", vqVariant(1.0)});
-      Exec(*db, change, {"bench", vqVariant(10), id, now});
-      Exec(*db, link, {projectUid.GetDmUid(), "parts", uid.GetDmUid(), vqVariant(0), vqVariant(i)});
+    for (const TableRows& table : MakePartRows(count)) {
+      vqString sql = vqString("INSERT INTO ") + table.table + " (";
+      vqString marks;
+      for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        sql += (i ? "," : "") + table.columns[i];
+        marks += i ? ",?" : "?";
+      }
+      std::unique_ptr<vqlm::iDbStatement> insert;
+      if (!db->Prepare(sql + ") VALUES (" + marks + ")", insert)) std::abort();
+      for (const auto& row : table.rows) {
+        insert->BindAll(row);
+        if (!insert->Execute()) std::abort();
+      }
     }
     db->Commit();
 
     state.PauseTiming();
-    entity.reset();
-    change.reset();
-    revision.reset();
-    attribute.reset();
-    link.reset();
     db.reset();
     fs::remove_all(dir);
     state.ResumeTiming();

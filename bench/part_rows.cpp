@@ -1,0 +1,51 @@
+#include "part_rows.h"
+
+#include <string>
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMSession.h>
+#include <vqkudmrt/UDMUID.h>
+
+using namespace vqkudm;
+
+void CreateAndPersistParts(IUDMSession& session, int count) {
+  UDMItemPtr project = session.CreateEntity(kClassProject, "bench", UDMUID());
+  for (int i = 0; i < count; ++i) {
+    UDMItemPtr part = session.CreateEntity(kClassPart, "part-" + std::to_string(i), UDMUID());
+    part->SetAttribute("material", vqVariant("steel"));
+    part->SetAttribute("mass", vqVariant(1.5 + i));
+    part->SetAttribute("partnumber", vqVariant("PN-" + std::to_string(i)));
+    part->SetAttribute("status", vqVariant("released"));
+    part->SetAttribute("description", vqVariant("benchmark part"));
+    project->AddChild(part, "parts");
+  }
+  project->Persist("bench", GDM_RECURSE_ALL, -1, false, true);
+}
+
+std::vector<TableRows> MakePartRows(int count) {
+  TableRows entity{"udm_entity", {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time"}, {}};
+  TableRows revision{"udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"}, {}};
+  TableRows attribute{"udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, {}};
+  TableRows link{"udm_link", {"parent_dmid", "grp", "child_dmid", "from_rev", "position"}, {}};
+  TableRows change{"udm_change", {"session_id", "op", "uid", "change_time"}, {}};
+  const UDMUID project = UDMUID::Generate();
+  const vqString now = UDMSession::Now();
+  entity.rows.push_back({project.GetDmUid(), kClassProject, kClassItem, vqVariant(0), vqVariant(0), "bench", now});
+  revision.rows.push_back({project.ToString(), project.GetDmUid(), vqVariant(0), "bench", "bench", now, "bench"});
+  change.rows.push_back({"bench", vqVariant(10), project.ToString(), now});
+  for (int i = 0; i < count; ++i) {
+    const UDMUID uid = UDMUID::Generate();
+    const vqString id = uid.ToString();
+    entity.rows.push_back({uid.GetDmUid(), kClassPart, kClassItem, vqVariant(0), vqVariant(0), "bench", now});
+    revision.rows.push_back({id, uid.GetDmUid(), vqVariant(0), "part-" + std::to_string(i), "bench", now, "bench"});
+    attribute.rows.push_back({id, "material", vqVariant(5), "steel", vqVariant()});
+    attribute.rows.push_back({id, "mass", vqVariant(4), vqString::FromDouble(1.5 + i), vqVariant(1.5 + i)});
+    attribute.rows.push_back({id, "partnumber", vqVariant(5), "PN-" + std::to_string(i), vqVariant()});
+    attribute.rows.push_back({id, "status", vqVariant(5), "released", vqVariant()});
+    attribute.rows.push_back({id, "description", vqVariant(5), "benchmark part", vqVariant()});
+    attribute.rows.push_back({id, "quantity", vqVariant(3), "1", vqVariant(1.0)});
+    change.rows.push_back({"bench", vqVariant(10), id, now});
+    link.rows.push_back({project.GetDmUid(), "parts", uid.GetDmUid(), vqVariant(0), vqVariant(i)});
+  }
+  return {entity, revision, attribute, link, change};
+}

@@ -1,0 +1,91 @@
+// The shared repository on a PostgreSQL server: creating and persisting many
+// items through the runtime against loading the same rows with COPY in one
+// transaction on the same server. Needs the server that
+// scripts/pg-test-server.sh starts (VQKUDM_TEST_PG).
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <boost/make_shared.hpp>
+
+#include <vqkudmrt/UDMFramework.h>
+#include <vqkudmrt/UDMSessionConfig.h>
+#include <vqkudmrt/store/DatabaseOpener.h>
+#include <vqlmidbdriver/DbDriverLoader.h>
+#include <vqlmosa/osaLibrary.h>
+
+#include "part_rows.h"
+#include "ratio_reporter.h"
+
+using namespace vqkudm;
+
+namespace {
+
+const char* Server() { return std::getenv("VQKUDM_TEST_PG"); }
+
+// A new, empty database on the server; its connection string.
+std::string FreshDatabase() {
+  static int counter = 0;
+  const std::string name = "udmbench_" + std::to_string(::getpid()) + "_" + std::to_string(++counter);
+  std::shared_ptr<vqlm::iDbDriver> admin;
+  const vqString module = UDMFramework::GetInstance()->GetInstallLayout().driverDir + "/" +
+                          osaLibrary::GetAbsoluteLibraryName("vqlmidbdriver_postgres");
+  if (!vqlm::LoadDbDriver(module, admin) || !admin->Open(Server())) std::abort();
+  admin->ExecSqlStatement("DROP DATABASE IF EXISTS " + name + " WITH (FORCE)");
+  if (!admin->ExecSqlStatement("CREATE DATABASE " + name)) std::abort();
+  return std::string(Server()) + " dbname=" + name;
+}
+
+void BM_CreateAndPersistItems_runtime(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto config = boost::make_shared<UDMSessionConfig>();
+    config->SetDataSource("PostGres");
+    config->SetRepositoryName("bench");
+    config->SetUserName("bench");
+    config->SetLMRepoClientSettings({{"dbconnectstring", FreshDatabase()}});
+    boost::shared_ptr<IUDMSession> session = UDMFramework::GetInstance()->CreateSession(config);
+    state.ResumeTiming();
+
+    CreateAndPersistParts(*session, count);
+
+    state.PauseTiming();
+    UDMFramework::GetInstance()->DeleteSession(session);
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * count);
+}
+
+void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  for (auto _ : state) {
+    state.PauseTiming();
+    std::shared_ptr<vqlm::iDbDriver> db = store::OpenRepositoryDatabase("postgres", FreshDatabase());
+    state.ResumeTiming();
+
+    db->BeginTransaction();
+    for (const TableRows& table : MakePartRows(count)) {
+      if (!db->BulkInsert(table.table, table.columns, table.rows)) std::abort();
+    }
+    if (!db->Commit()) std::abort();
+  }
+  state.SetItemsProcessed(state.iterations() * count);
+}
+
+}  // namespace
+
+BENCHMARK(BM_CreateAndPersistItems_runtime)->Name("PgCreateAndPersistItems/runtime")->Arg(100000)
+    ->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_CreateAndPersistItems_baseline)->Name("PgCreateAndPersistItems/baseline")->Arg(100000)
+    ->Unit(benchmark::kMillisecond)->Iterations(1);
+
+int main(int argc, char** argv) {
+  if (!Server()) {
+    std::fprintf(stderr, "postgres_bench needs a server: eval \"$(scripts/pg-test-server.sh start)\"\n");
+    return 2;
+  }
+  return RunBenchmarksWithRatios(argc, argv);
+}
