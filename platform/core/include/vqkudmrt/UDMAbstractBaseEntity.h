@@ -34,8 +34,10 @@ class VQKUDMRT_API UDMAbstractBaseEntity
   boost::shared_ptr<UDMSession> GetSession() const { return m_session.lock(); }
 
   int GetRevision() const { return m_uid.GetRevision(); }
-  int GetLatestRevision() const { return m_latestRevision; }
-  bool IsLatestVersion() const { return GetRevision() >= m_latestRevision; }
+  // The latest stored revision of the entity, as the repository has it now
+  // (another session may have checked in since this object was loaded).
+  int GetLatestRevision() const;
+  bool IsLatestVersion() const { return GetRevision() >= GetLatestRevision(); }
   bool IsNew() const { return m_isNew; }
   bool IsDeleted() const { return m_deleted; }
   bool IsModified() const { return m_modified; }

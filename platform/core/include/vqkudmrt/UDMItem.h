@@ -71,18 +71,39 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   // where it is the left end, anything else both; oldest first.
   void GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction);
 
-  // Writes the working state of a new item (and with GDM_RECURSE_ALL of its
-  // new descendants) to the repository as drafts, in one transaction; the
-  // item stays new and checked out. The drafts are invisible to everyone but
-  // their user, who takes them up again with UDMSession::ResumeDrafts;
-  // persisting removes them. `revision` -1 means the current one.
+  // Takes the check-out lock so that this session may edit the item. Of two
+  // sessions only one wins; the other's error names the holder. Checking out
+  // a revision that is not the latest starts a branch where the definition
+  // allows branching (udm_CanBranch) and is refused otherwise. New and
+  // already checked-out items are left as they are.
+  void CheckOut(const vqString& comment);
+  // Drops the working changes, any saved draft and the lock, and returns to
+  // the stored revision; with GDM_RECURSE_ALL also for the checked-out items
+  // below. Refused when the item is not checked out or was never persisted.
+  void UndoCheckOut(int revision, GDMRecurseOption recursion);
+  // Writes the working state of a checked-out item (and with GDM_RECURSE_ALL
+  // of the new or checked-out items below it) to the repository as drafts,
+  // in one transaction; the item stays checked out and the lock is kept. The
+  // drafts are invisible to everyone but their user, who takes them up again
+  // with UDMSession::ResumeDrafts; persisting or undoing removes them.
+  // `revision` -1 means the current one.
   void Save(const vqString& comment, GDMRecurseOption recursion, int revision);
-
-  // Stores the item (and with GDM_RECURSE_ALL its new descendants) in one
-  // transaction. A new item becomes revision 0. Mandatory attributes must
-  // have values. `revision` -1 means the current one.
+  // Checks the item in, with GDM_RECURSE_ALL together with the new and
+  // checked-out items below it, in one transaction: a new item becomes
+  // revision 0, a checked-out one revision latest+1 (a branch: revision 0 of
+  // a new identifier), and this object takes the new identifier. The lock is
+  // released unless `keepCheckedOut`. Mandatory attributes must have values;
+  // `comment` is kept with the revision. `revision` -1 means the current one.
   void Persist(const vqString& comment, GDMRecurseOption recursion, int revision, bool keepCheckedOut,
                bool notify);
+
+  // Every stored revision of the item, oldest first; this object stands for
+  // its own revision.
+  vqStlVector<UDMItemPtr> GetAllRevisions();
+  // The revision this item's line was branched from; null for a main line.
+  UDMItemPtr GetBranchedFrom();
+  // The latest revision of each branch started from this revision, oldest branch first.
+  vqStlVector<UDMItemPtr> GetBranchedTo();
 
  protected:
   UDMItem(const boost::shared_ptr<UDMSession>& session, const boost::shared_ptr<UDMContentDefinition>& cdef,
@@ -100,8 +121,10 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
 
   void LoadLinks();
   void LoadTargets();
-  void CollectNewBatch(const char* signature, const vqString& what, GDMRecurseOption recursion, int revision,
-                       std::vector<UDMItemPtr>& batch, std::set<const UDMItem*>& inBatch);
+  void CollectBatch(const char* signature, const vqString& what, GDMRecurseOption recursion, int revision,
+                    std::vector<UDMItemPtr>& batch, std::set<const UDMItem*>& inBatch);
+  // Returns to the stored state of the current revision, forgetting all working changes.
+  void ReloadStoredState();
   // The working state as JSON text, and back (UDMItemDraft.cpp).
   vqString EncodeDraft() const;
   void RestoreDraft(const vqString& state);
@@ -120,6 +143,9 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   std::vector<NamedTarget> m_references;
   std::vector<vqString> m_categories;
   bool m_targetsLoaded = false;
+  // While a check-out of an older revision is pending: that revision, which
+  // the persist records as the branch's origin.
+  UDMUID m_branchSource;
   // Parents through links not yet stored (links of new or checked-out parents).
   std::vector<boost::weak_ptr<UDMItem>> m_pendingParents;
 

@@ -7,6 +7,8 @@
 #include <vqkudmrt/UDMItem.h>
 #include <vqkudmrt/UDMSession.h>
 
+#include "../store/EntityStore.h"
+
 namespace vqkudm {
 
 UDMAbstractBaseEntity::UDMAbstractBaseEntity(const boost::shared_ptr<UDMSession>& session,
@@ -24,6 +26,14 @@ vqVariant UDMAbstractBaseEntity::GetAttributeValue(const vqString& name) const {
                              ToString("") + " has no attribute \"" + name + "\"", ExcSubNotFound);
   }
   return vqVariant();
+}
+
+int UDMAbstractBaseEntity::GetLatestRevision() const {
+  if (m_isNew) return m_latestRevision;
+  boost::shared_ptr<UDMSession> session = GetSession();
+  int latest = m_latestRevision;
+  if (session) session->Store().GetLatestRevision(m_uid.GetDmUid(), latest);
+  return latest;
 }
 
 void UDMAbstractBaseEntity::RequireEditable(const char* signature, const vqString& what) const {

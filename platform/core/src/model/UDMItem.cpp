@@ -16,6 +16,7 @@
 
 #include "../store/EntityStore.h"
 #include "EntityColumns.h"
+#include "SessionOf.h"
 
 namespace vqkudm {
 
@@ -25,15 +26,13 @@ UDMItem::UDMItem(const boost::shared_ptr<UDMSession>& session,
 
 UDMItem::~UDMItem() = default;
 
-namespace {
-
-boost::shared_ptr<UDMSession> SessionOf(const UDMItem& item, const char* signature) {
-  boost::shared_ptr<UDMSession> session = item.GetSession();
-  if (!session) ThrowStateException(signature, item.ToString("") + " has no session any more", ExcSubNull);
+boost::shared_ptr<UDMSession> model::SessionOf(const UDMAbstractBaseEntity& entity, const char* signature) {
+  boost::shared_ptr<UDMSession> session = entity.GetSession();
+  if (!session) ThrowStateException(signature, entity.ToString("") + " has no session any more", ExcSubNull);
   return session;
 }
 
-}  // namespace
+using model::SessionOf;
 
 void UDMItem::LoadLinks() {
   if (m_linksLoaded) return;
@@ -380,154 +379,6 @@ void UDMItem::GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   for (const UDMUID& uid : session->Store().GetRelationsOf(m_uid.GetDmUid(), direction)) {
     if (boost::shared_ptr<UDMRelation> relation = session->FindRelationById(uid)) out.push_back(relation);
-  }
-}
-
-void UDMItem::CollectForPersist(const vqString& what, GDMRecurseOption recursion,
-                                std::vector<UDMItemPtr>& batch, std::set<const UDMItem*>& inBatch) {
-  batch.push_back(boost::static_pointer_cast<UDMItem>(shared_from_this()));
-  inBatch.insert(this);
-  LoadLinks();
-  for (const ChildLink& link : m_childLinks) {
-    UDMItemPtr child = Resolve(link.childDmid);
-    if (!child || !child->m_isNew) continue;
-    if (inBatch.count(child.get())) continue;
-    if (recursion != GDM_RECURSE_ALL) {
-      ThrowStateException(UDM_FUNCSIG,
-                          "cannot " + what + " " + ToString("") + ": its child " + child->ToString("") +
-                              " is not persisted; " + what + " it first or " + what + " recursively",
-                          ExcSubGeneral);
-    }
-    child->CollectForPersist(what, recursion, batch, inBatch);
-  }
-}
-
-void UDMItem::CollectNewBatch(const char* signature, const vqString& what, GDMRecurseOption recursion,
-                              int revision, std::vector<UDMItemPtr>& batch, std::set<const UDMItem*>& inBatch) {
-  RequireEditable(signature, what);
-  if (revision != -1 && revision != GetRevision()) {
-    ThrowInvalidArgException(signature,
-                             "cannot " + what + " revision " + vqString::FromInt(revision) + " of " + ToString("") +
-                                 ": only its current revision can be",
-                             ExcSubOutOfRange);
-  }
-  if (!m_isNew) {
-    ThrowStateException(signature, "cannot " + what + " " + ToString("") + ": it is not a new entity",
-                        ExcSubGeneral);
-  }
-  CollectForPersist(what, recursion, batch, inBatch);
-}
-
-void UDMItem::Save(const vqString& comment, GDMRecurseOption recursion, int revision) {
-  std::vector<UDMItemPtr> batch;
-  std::set<const UDMItem*> inBatch;
-  CollectNewBatch(UDM_FUNCSIG, "save", recursion, revision, batch, inBatch);
-  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
-  std::vector<store::DraftRecord> drafts;
-  for (const UDMItemPtr& item : batch) {
-    drafts.push_back({item->m_uid, item->m_cdefType, comment, item->EncodeDraft()});
-  }
-  const vqString now = UDMSession::Now();
-  session->Store().InTransaction("saving " + ToString(""), [&] {
-    for (const store::DraftRecord& draft : drafts) {
-      session->Store().SaveDraft(draft, session->GetUserName(), session->GetSessionId(), now);
-    }
-  });
-  for (const UDMItemPtr& item : batch) item->m_modified = false;
-  boost::shared_ptr<const UDMChangeRecord> root = session->Notify(SIGNAL_SAVED, batch.front());
-  for (std::size_t i = 1; i < batch.size(); ++i) {
-    session->Notify(SIGNAL_SAVED, batch[i], vqString(), vqVariant(), nullptr, root);
-  }
-}
-
-void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int revision,
-                      bool keepCheckedOut, bool notify) {
-  std::vector<UDMItemPtr> batch;
-  std::set<const UDMItem*> inBatch;
-  CollectNewBatch(UDM_FUNCSIG, "persist", recursion, revision, batch, inBatch);
-  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
-  for (const UDMItemPtr& item : batch) {
-    for (const NamedTarget& r : item->m_references) {
-      UDMItemPtr target = Resolve(r.dmid);
-      if (target && target->m_isNew && !inBatch.count(target.get())) {
-        ThrowStateException(UDM_FUNCSIG,
-                            "cannot persist " + item->ToString("") + ": the item it references as \"" + r.name +
-                                "\", " + target->ToString("") + ", is not persisted",
-                            ExcSubGeneral);
-      }
-    }
-  }
-  const vqString now = UDMSession::Now();
-  std::vector<store::RevisionRecord> records(batch.size());
-  std::vector<store::LinkRecord> links;
-  std::map<std::pair<vqString, vqString>, vqString> uniqueValues;
-  for (std::size_t i = 0; i < batch.size(); ++i) {
-    UDMItem& item = *batch[i];
-    model::CheckMandatoryAttributes(item);
-    store::RevisionRecord& r = records[i];
-    r.uid = item.m_uid;
-    r.cdef = item.m_cdefType;
-    r.className = item.m_cdef->GetUDMClassName();
-    r.name = item.GetName();
-    r.createdBy = session->GetUserName();
-    r.createdTime = now;
-    r.modifiedBy = r.createdBy;
-    r.modifiedTime = now;
-    r.comment = comment;
-    model::SplitColumnAttributes(item.m_attributes, r.attributes);
-    std::int64_t position = 0;
-    for (const ChildLink& link : item.m_childLinks) {
-      links.push_back({item.m_uid.GetDmUid(), link.group, link.childDmid, position++});
-    }
-  }
-  std::vector<const store::RevisionRecord*> pointers;
-  for (const store::RevisionRecord& r : records) pointers.push_back(&r);
-  session->Store().InTransaction("persisting " + ToString(""), [&] {
-    // Inside the transaction, which holds the write lock: no other writer
-    // can take a unique value between the check and the insert.
-    for (const UDMItemPtr& item : batch) model::CheckUniqueAttributes(*item, session->Store(), uniqueValues);
-    session->Store().InsertNewEntities(pointers);
-    session->Store().InsertLinks(links, 0);
-    for (const UDMItemPtr& item : batch) {
-      std::vector<store::TargetRecord> references, categories;
-      for (const NamedTarget& r : item->m_references) references.push_back({r.name, r.dmid});
-      for (const vqString& c : item->m_categories) categories.push_back({vqString(), c});
-      session->Store().InsertReferences(item->m_uid.GetDmUid(), references, 0);
-      session->Store().InsertClassifications(item->m_uid.GetDmUid(), categories, 0);
-    }
-    std::vector<UDMUID> persisted;
-    persisted.reserve(records.size());
-    for (const store::RevisionRecord& r : records) persisted.push_back(r.uid);
-    session->LogChanges(SIGNAL_PERSISTED, persisted);
-    session->Store().DeleteDrafts(persisted);
-  });
-
-  // Stored: update the objects only now, so a failure above changes nothing.
-  for (std::size_t i = 0; i < batch.size(); ++i) {
-    UDMItem& item = *batch[i];
-    item.m_isNew = false;
-    item.m_modified = false;
-    item.m_checkedOut = keepCheckedOut && &item == this;
-    item.m_latestRevision = item.GetRevision();
-    model::ApplyColumnAttributes(records[i], item.m_attributes);
-    item.m_linksLoaded = true;
-    item.m_targetsLoaded = true;
-  }
-  for (const UDMItemPtr& item : batch) {
-    auto& parents = item->m_pendingParents;
-    parents.erase(std::remove_if(parents.begin(), parents.end(),
-                                 [](const boost::weak_ptr<UDMItem>& p) {
-                                   UDMItemPtr parent = p.lock();
-                                   return !parent || !parent->m_isNew;
-                                 }),
-                  parents.end());
-    if (!item->m_checkedOut) session->Release(*item);
-  }
-  if (!notify) return;
-  // The persist of this item is the parent change of its descendants' persists.
-  boost::shared_ptr<const UDMChangeRecord> root = session->Notify(SIGNAL_PERSISTED, batch.front());
-  for (std::size_t i = 1; i < batch.size(); ++i) {
-    session->Notify(SIGNAL_PERSISTED, batch[i], vqString(), vqVariant(), nullptr, root);
   }
 }
 

@@ -1,4 +1,4 @@
-// The working state of a new item as JSON, for drafts.
+// The working state of an item as JSON, for drafts.
 #include <vqkudmrt/UDMItem.h>
 
 #include <nlohmann/json.hpp>
@@ -41,6 +41,7 @@ vqString UDMItem::EncodeDraft() const {
   for (const ChildLink& link : m_childLinks) state["children"].push_back({{"group", link.group.str()}, {"id", link.childDmid.str()}});
   for (const NamedTarget& r : m_references) state["references"].push_back({{"name", r.name.str()}, {"id", r.dmid.str()}});
   for (const vqString& c : m_categories) state["categories"].push_back(c.str());
+  if (m_branchSource.IsValid()) state["branchFrom"] = m_branchSource.ToString().str();
   return state.dump();
 }
 
@@ -61,6 +62,7 @@ void UDMItem::RestoreDraft(const vqString& text) {
     }
     m_categories.clear();
     for (const json& c : state.at("categories")) m_categories.push_back(c.get<std::string>());
+    m_branchSource = state.contains("branchFrom") ? UDMUID(state["branchFrom"].get<std::string>()) : UDMUID();
   } catch (const json::exception& e) {
     ThrowStateException(UDM_FUNCSIG, "the draft of " + m_uid.ToString() + " cannot be read: " + e.what(),
                         ExcSubSyntax);

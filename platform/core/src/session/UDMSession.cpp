@@ -492,8 +492,22 @@ void UDMSession::DeleteRelations(
 
 void UDMSession::ResumeDrafts(vqStlVector<boost::shared_ptr<UDMItem>>& out) {
   std::vector<boost::shared_ptr<UDMItem>> resumed;
+  // The user's check-outs move to this session along with the saved work.
+  m_store->AdoptLocks(m_userName, m_sessionId);
   for (const store::DraftRecord& draft : m_store->GetDrafts(m_userName)) {
-    if (FindItemById(draft.uid, false, vqString())) continue;
+    boost::shared_ptr<UDMItem> held = FindItemById(draft.uid, false, vqString());
+    if (held && held->IsCheckedOut()) continue;
+    store::RevisionRecord record;
+    if (m_store->LoadRevision(draft.uid, record)) {
+      // Work on a stored revision: the draft replaces its stored state.
+      boost::shared_ptr<UDMItem> item = held ? held : Adopt(record);
+      item->RestoreDraft(draft.state);
+      item->m_checkedOut = true;
+      item->m_modified = true;
+      Retain(item);
+      resumed.push_back(item);
+      continue;
+    }
     boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(draft.cdef);
     if (!cdef) {
       ThrowStateException(UDM_FUNCSIG,

@@ -11,20 +11,6 @@ namespace vqkudm::store {
 
 namespace {
 
-[[noreturn]] void Fail(const vqString& what, const vqlm::DbStatus& status) {
-  const int sub = status.GetKind() == vqlm::DbConstraint || status.GetKind() == vqlm::DbBusy ||
-                          status.GetKind() == vqlm::DbSerialization
-                      ? ExcSubConflict
-                      : ExcSubDatabase;
-  ThrowStateException(UDM_FUNCSIG, what + ": " + status.GetText(), sub);
-}
-
-std::int64_t ToInt64(const vqVariant& value) {
-  std::int64_t number = 0;
-  value.ToInt64(number);
-  return number;
-}
-
 // List items joined by ';' with '\\' and ';' escaped, so any item survives.
 vqString EncodeList(const vqStlVector<vqString>& items) {
   vqString text;
@@ -56,6 +42,20 @@ vqStlVector<vqString> DecodeList(const vqString& text) {
 }
 
 }  // namespace
+
+void Fail(const vqString& what, const vqlm::DbStatus& status) {
+  const int sub = status.GetKind() == vqlm::DbConstraint || status.GetKind() == vqlm::DbBusy ||
+                          status.GetKind() == vqlm::DbSerialization
+                      ? ExcSubConflict
+                      : ExcSubDatabase;
+  ThrowStateException(UDM_FUNCSIG, what + ": " + status.GetText(), sub);
+}
+
+std::int64_t ToInt64(const vqVariant& value) {
+  std::int64_t number = 0;
+  value.ToInt64(number);
+  return number;
+}
 
 void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text, vqVariant& number) {
   type = value.GetType();
@@ -163,11 +163,13 @@ vqlm::ResultSet EntityStore::Query(const char* sql, const vqStlVector<vqVariant>
   return rows;
 }
 
-void EntityStore::Execute(const char* sql, const vqStlVector<vqVariant>& params) {
+std::int64_t EntityStore::Execute(const char* sql, const vqStlVector<vqVariant>& params) {
   auto& statement = Statement(sql);
+  std::int64_t changed = 0;
   vqlm::DbStatus status = statement->BindAll(params);
-  if (status) status = statement->Execute();
+  if (status) status = statement->Execute(&changed);
   if (!status) Fail("repository update failed", status);
+  return changed;
 }
 
 void EntityStore::BulkInsert(const char* table, const vqStlVector<vqString>& columns,
@@ -178,26 +180,17 @@ void EntityStore::BulkInsert(const char* table, const vqStlVector<vqString>& col
 }
 
 void EntityStore::InsertNewEntities(const std::vector<const RevisionRecord*>& records) {
-  std::vector<vqStlVector<vqVariant>> entities, revisions, attributes;
+  std::vector<vqStlVector<vqVariant>> entities;
   entities.reserve(records.size());
-  revisions.reserve(records.size());
   for (const RevisionRecord* r : records) {
     entities.push_back({r->uid.GetDmUid(), r->cdef, r->className, vqVariant(r->uid.GetRevision()),
-                        vqVariant(0), r->createdBy, r->createdTime});
-    revisions.push_back({r->uid.ToString(), r->uid.GetDmUid(), vqVariant(r->uid.GetRevision()), r->name,
-                         r->modifiedBy, r->modifiedTime, r->comment});
-    for (const auto& [name, value] : r->attributes) {
-      std::int64_t type;
-      vqVariant text, number;
-      EncodeAttribute(value, type, text, number);
-      attributes.push_back({r->uid.ToString(), name, vqVariant(type), text, number});
-    }
+                        vqVariant(0), r->createdBy, r->createdTime,
+                        r->branchFrom.empty() ? vqVariant() : vqVariant(r->branchFrom)});
   }
   BulkInsert("udm_entity",
-             {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time"}, entities);
-  BulkInsert("udm_revision",
-             {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"}, revisions);
-  BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
+             {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time", "branch_from"},
+             entities);
+  InsertRevisions(records);
 }
 
 void EntityStore::InsertLinks(const std::vector<LinkRecord>& links, int fromRevision) {
@@ -212,7 +205,7 @@ void EntityStore::InsertLinks(const std::vector<LinkRecord>& links, int fromRevi
 
 bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
   const vqlm::ResultSet head = Query(
-      "SELECT e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"
+      "SELECT e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time, e.branch_from,"
       " r.name, r.modified_by, r.modified_time, r.comment"
       " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
       " WHERE r.uid = ? AND r.state = 0",
@@ -234,6 +227,7 @@ bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
   out.modifiedBy = text("modified_by");
   out.modifiedTime = text("modified_time");
   out.comment = text("comment");
+  out.branchFrom = text("branch_from");
   const vqlm::ResultSet attrs =
       Query("SELECT name, type, text_value, num_value FROM udm_attribute WHERE uid = ? ORDER BY name",
             {uid.ToString()});
@@ -278,7 +272,7 @@ std::vector<LinkRecord> EntityStore::GetChildrenAt(const vqString& parentDmid, i
 #define UDM_RECORD_COLUMNS                                                                     \
   " e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"          \
   " r.uid, r.name, r.modified_by, r.modified_time, r.comment,"                                 \
-  " a.name, a.type, a.text_value, a.num_value"
+  " a.name, a.type, a.text_value, a.num_value, e.branch_from"
 #define UDM_RECORD_JOINS                                                                       \
   " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"      \
   " LEFT JOIN udm_attribute a ON a.uid = r.uid"
@@ -307,6 +301,7 @@ std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(const vqlm::ResultSet& 
       r.modifiedBy = text(11);
       r.modifiedTime = text(12);
       r.comment = text(13);
+      r.branchFrom = text(18);
       records.push_back(std::move(linked));
     }
     if (!rows.GetValue(i, 14).IsEmpty()) {
@@ -325,6 +320,19 @@ std::vector<LinkedRecord> EntityStore::GetChildRecordsAt(const vqString& parentD
       " WHERE l.parent_dmid = ? AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)"
       " AND (? = '' OR l.grp = ?) ORDER BY l.grp, l.position, r.uid, a.name",
       {parentDmid, vqVariant(revision), vqVariant(revision), group, group}));
+}
+
+std::vector<RevisionRecord> EntityStore::GetRevisionRecords(const vqString& dmid) {
+  std::vector<RevisionRecord> out;
+  for (LinkedRecord& linked : ReadLinkedRecords(Query(
+           "SELECT '' AS grp, 0 AS lvl," UDM_RECORD_COLUMNS
+           " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0"
+           " LEFT JOIN udm_attribute a ON a.uid = r.uid"
+           " WHERE e.dmid = ? ORDER BY r.revision, a.name",
+           {dmid}))) {
+    out.push_back(std::move(linked.record));
+  }
+  return out;
 }
 
 std::vector<LinkedRecord> EntityStore::GetAncestorRecords(const vqString& childDmid, int maxLevel) {

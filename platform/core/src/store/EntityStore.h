@@ -14,6 +14,12 @@
 
 namespace vqkudm::store {
 
+// Raises the UDMException for a failed database call: a conflict for
+// constraint, busy and serialization failures, a database error otherwise.
+[[noreturn]] void Fail(const vqString& what, const vqlm::DbStatus& status);
+// A result value as an integer; 0 when it is none.
+std::int64_t ToInt64(const vqVariant& value);
+
 struct RevisionRecord {
   UDMUID uid;
   vqString cdef;
@@ -26,6 +32,7 @@ struct RevisionRecord {
   vqString comment;
   int latestRevision = 0;
   bool deleted = false;
+  vqString branchFrom;  // identifier of the revision a branch started from; empty otherwise
   vqStlVector<std::pair<vqString, vqVariant>> attributes;
 };
 
@@ -75,6 +82,14 @@ struct LinkedRecord {
   vqString group;
   int level = 0;
   RevisionRecord record;
+};
+
+// Who holds the check-out of an entity.
+struct LockRecord {
+  vqString holder;
+  vqString sessionId;
+  vqString time;
+  vqString comment;
 };
 
 // Saved work on a new entity: its definition and its state as JSON text.
@@ -153,6 +168,32 @@ class EntityStore {
   std::vector<UDMUID> GetRelationsOf(const vqString& dmid, int direction);
   void SetRelationEnd(const UDMUID& relation, bool left, int revision);
 
+  // Check-out locks and revisions (EntityStoreRevisions.cpp).
+  //
+  // Takes the check-out lock of `dmid` for `wanted` unless another holds it,
+  // and returns whoever holds it afterwards: one row per id, so of two
+  // concurrent callers exactly one wins.
+  LockRecord TakeLock(const vqString& dmid, const LockRecord& wanted);
+  bool GetLock(const vqString& dmid, LockRecord& out);
+  void ReleaseLock(const vqString& dmid);
+  // Hands the locks `holder` has in any session to `sessionId`.
+  void AdoptLocks(const vqString& holder, const vqString& sessionId);
+  // Moves the latest revision of `dmid` from `expected` to `next`; false when
+  // another writer moved it first.
+  bool AdvanceLatestRevision(const vqString& dmid, int expected, int next);
+  // Writes further revisions of existing entities with their attributes.
+  void InsertRevisions(const std::vector<const RevisionRecord*>& records);
+  // Makes the current links of `parentDmid` exactly `links` from `revision`
+  // on: links that stay are kept, the others end at `revision`.
+  void ReplaceLinks(const vqString& parentDmid, const std::vector<LinkRecord>& links, int revision);
+  void ReplaceReferences(const vqString& sourceDmid, const std::vector<TargetRecord>& targets, int revision);
+  void ReplaceClassifications(const vqString& itemDmid, const std::vector<TargetRecord>& categories,
+                              int revision);
+  // Every stored revision of `dmid`, oldest first, with attributes: one query.
+  std::vector<RevisionRecord> GetRevisionRecords(const vqString& dmid);
+  // Data-model ids of the branches started from revision `sourceUid`, oldest first.
+  std::vector<vqString> GetBranchesFrom(const UDMUID& sourceUid);
+
   // Replaces the draft of `draft.uid`.
   void SaveDraft(const DraftRecord& draft, const vqString& holder, const vqString& sessionId, const vqString& time);
   void DeleteDraft(const UDMUID& uid);
@@ -181,7 +222,10 @@ class EntityStore {
   void RollbackQuietly();
   std::unique_ptr<vqlm::iDbStatement>& Statement(const char* sql);
   vqlm::ResultSet Query(const char* sql, const vqStlVector<vqVariant>& params);
-  void Execute(const char* sql, const vqStlVector<vqVariant>& params);
+  // Returns the number of rows changed.
+  std::int64_t Execute(const char* sql, const vqStlVector<vqVariant>& params);
+  void ReplaceTargets(const char* table, const char* ownerColumn, const char* targetColumn, bool named,
+                      const vqString& ownerDmid, const std::vector<TargetRecord>& targets, int revision);
   std::vector<LinkedRecord> ReadLinkedRecords(const vqlm::ResultSet& rows);
   void BulkInsert(const char* table, const vqStlVector<vqString>& columns,
                   const std::vector<vqStlVector<vqVariant>>& rows);

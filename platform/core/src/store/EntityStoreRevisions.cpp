@@ -1,0 +1,139 @@
+// Check-out locks, further revisions and the versioning of links.
+
+#include <set>
+#include <tuple>
+
+#include <vqkudmrt/UDMException.h>
+
+#include "EntityStore.h"
+
+namespace vqkudm::store {
+
+LockRecord EntityStore::TakeLock(const vqString& dmid, const LockRecord& wanted) {
+  Execute("INSERT INTO udm_lock (dmid, holder, session_id, locked_time, comment) VALUES (?, ?, ?, ?, ?)"
+          " ON CONFLICT (dmid) DO NOTHING",
+          {dmid, wanted.holder, wanted.sessionId, wanted.time, wanted.comment});
+  LockRecord held;
+  if (!GetLock(dmid, held)) {
+    ThrowStateException(UDM_FUNCSIG, "the check-out lock of " + dmid + " vanished while it was taken",
+                        ExcSubConflict);
+  }
+  return held;
+}
+
+bool EntityStore::GetLock(const vqString& dmid, LockRecord& out) {
+  const vqlm::ResultSet rows =
+      Query("SELECT holder, session_id, locked_time, comment FROM udm_lock WHERE dmid = ?", {dmid});
+  if (rows.IsEmpty()) return false;
+  out = {rows.GetValue(0, 0).ToString(), rows.GetValue(0, 1).ToString(), rows.GetValue(0, 2).ToString(),
+         rows.GetValue(0, 3).ToString()};
+  return true;
+}
+
+void EntityStore::ReleaseLock(const vqString& dmid) { Execute("DELETE FROM udm_lock WHERE dmid = ?", {dmid}); }
+
+void EntityStore::AdoptLocks(const vqString& holder, const vqString& sessionId) {
+  Execute("UPDATE udm_lock SET session_id = ? WHERE holder = ?", {sessionId, holder});
+}
+
+bool EntityStore::AdvanceLatestRevision(const vqString& dmid, int expected, int next) {
+  return Execute("UPDATE udm_entity SET latest_rev = ? WHERE dmid = ? AND latest_rev = ?",
+                 {vqVariant(next), dmid, vqVariant(expected)}) == 1;
+}
+
+void EntityStore::InsertRevisions(const std::vector<const RevisionRecord*>& records) {
+  std::vector<vqStlVector<vqVariant>> revisions, attributes;
+  revisions.reserve(records.size());
+  for (const RevisionRecord* r : records) {
+    revisions.push_back({r->uid.ToString(), r->uid.GetDmUid(), vqVariant(r->uid.GetRevision()), r->name,
+                         r->modifiedBy, r->modifiedTime, r->comment});
+    for (const auto& [name, value] : r->attributes) {
+      std::int64_t type;
+      vqVariant text, number;
+      EncodeAttribute(value, type, text, number);
+      attributes.push_back({r->uid.ToString(), name, vqVariant(type), text, number});
+    }
+  }
+  BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
+             revisions);
+  BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
+}
+
+void EntityStore::ReplaceLinks(const vqString& parentDmid, const std::vector<LinkRecord>& links, int revision) {
+  using Key = std::tuple<vqString, vqString, std::int64_t>;  // group, child, position
+  std::set<Key> wanted;
+  for (const LinkRecord& link : links) wanted.insert({link.group, link.childDmid, link.position});
+  std::set<Key> kept;
+  const vqlm::ResultSet open = Query(
+      "SELECT grp, child_dmid, position FROM udm_link WHERE parent_dmid = ? AND to_rev IS NULL", {parentDmid});
+  for (std::size_t i = 0; i < open.GetRowCount(); ++i) {
+    const Key key{open.GetValue(i, 0).ToString(), open.GetValue(i, 1).ToString(), ToInt64(open.GetValue(i, 2))};
+    if (wanted.count(key)) {
+      kept.insert(key);
+      continue;
+    }
+    Execute("UPDATE udm_link SET to_rev = ? WHERE parent_dmid = ? AND grp = ? AND child_dmid = ? AND to_rev IS NULL",
+            {vqVariant(revision), parentDmid, std::get<0>(key), std::get<1>(key)});
+  }
+  std::vector<LinkRecord> added;
+  for (const LinkRecord& link : links) {
+    if (!kept.count({link.group, link.childDmid, link.position})) added.push_back(link);
+  }
+  InsertLinks(added, revision);
+}
+
+void EntityStore::ReplaceTargets(const char* table, const char* ownerColumn, const char* targetColumn,
+                                 bool named, const vqString& ownerDmid, const std::vector<TargetRecord>& targets,
+                                 int revision) {
+  // Table and column names come from the callers below, never from input.
+  const vqString where = vqString(" WHERE ") + ownerColumn + " = ? AND to_rev IS NULL";
+  const vqString select = vqString("SELECT ") + (named ? "name, " : "'' AS name, ") + targetColumn + " FROM " +
+                          table + where;
+  std::set<std::pair<vqString, vqString>> wanted, kept;
+  for (const TargetRecord& t : targets) wanted.insert({t.name, t.targetDmid});
+  vqlm::ResultSet open;
+  vqlm::DbStatus status = m_db->ExecSqlQuery(select, {ownerDmid}, open);
+  if (!status) Fail(vqString("cannot read ") + table, status);
+  for (std::size_t i = 0; i < open.GetRowCount(); ++i) {
+    const std::pair<vqString, vqString> key{open.GetValue(i, 0).ToString(), open.GetValue(i, 1).ToString()};
+    if (wanted.count(key)) {
+      kept.insert(key);
+      continue;
+    }
+    const vqString close = vqString("UPDATE ") + table + " SET to_rev = ?" + where + " AND " + targetColumn +
+                           " = ?" + (named ? " AND name = ?" : "");
+    vqStlVector<vqVariant> params{vqVariant(revision), ownerDmid, key.second};
+    if (named) params.push_back(key.first);
+    status = m_db->ExecSqlStatement(close, params);
+    if (!status) Fail(vqString("cannot update ") + table, status);
+  }
+  std::vector<TargetRecord> added;
+  for (const TargetRecord& t : targets) {
+    if (!kept.count({t.name, t.targetDmid})) added.push_back(t);
+  }
+  if (named) {
+    InsertReferences(ownerDmid, added, revision);
+  } else {
+    InsertClassifications(ownerDmid, added, revision);
+  }
+}
+
+void EntityStore::ReplaceReferences(const vqString& sourceDmid, const std::vector<TargetRecord>& targets,
+                                    int revision) {
+  ReplaceTargets("udm_reference", "source_dmid", "target_dmid", true, sourceDmid, targets, revision);
+}
+
+void EntityStore::ReplaceClassifications(const vqString& itemDmid, const std::vector<TargetRecord>& categories,
+                                         int revision) {
+  ReplaceTargets("udm_classified", "item_dmid", "category_dmid", false, itemDmid, categories, revision);
+}
+
+std::vector<vqString> EntityStore::GetBranchesFrom(const UDMUID& sourceUid) {
+  const vqlm::ResultSet rows =
+      Query("SELECT dmid FROM udm_entity WHERE branch_from = ? ORDER BY dmid", {sourceUid.ToString()});
+  std::vector<vqString> dmids;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) dmids.push_back(rows.GetValue(i, 0).ToString());
+  return dmids;
+}
+
+}  // namespace vqkudm::store
