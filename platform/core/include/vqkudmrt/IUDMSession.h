@@ -46,6 +46,13 @@ class VQKUDMRT_API IUDMSession {
   // A new entity of the definition `cdefType` named `name`, revision 0,
   // checked out to this session's user and visible only here until persisted.
   // An invalid `uid` lets the session choose the identifier.
+  // The entity revision a versioned URL names, loaded when needed; null when
+  // there is none, and for deleted entities unless `includeDeleted`. Raises
+  // UDMException when the URL does not parse.
+  virtual boost::shared_ptr<UDMItem> FindItemByUrl(const vqString& url, bool includeDeleted) = 0;
+  // How the session shows an entity to users: its versioned URL when the
+  // session works with URLs (mode or mode subtype 1), its identifier otherwise.
+  virtual vqString GetDisplayUrl(const boost::shared_ptr<UDMItem>& item) = 0;
   virtual boost::shared_ptr<UDMItem> CreateEntity(const vqString& cdefType, const vqString& name,
                                                   const UDMUID& uid) = 0;
   // Marks the entity deleted; it stays restorable and listed among the

@@ -97,6 +97,16 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   void Persist(const vqString& comment, GDMRecurseOption recursion, int revision, bool keepCheckedOut,
                bool notify);
 
+  // The versioned URL of this revision, through first parents up to the
+  // root. With `storedOnly` it raises when the item or an ancestor is not
+  // persisted (no one else could resolve it); otherwise new entities take
+  // part with revision 0.
+  vqString GetUrlPath(bool storedOnly);
+  // Makes this item findable by its URL in its session before it is stored.
+  void CreateUrlPath(bool storedOnly);
+  // The URL of the latest revision of the first parent; left empty for a root.
+  void GetLatestParentUrl(vqString& out);
+
   // Every stored revision of the item, oldest first; this object stands for
   // its own revision.
   vqStlVector<UDMItemPtr> GetAllRevisions();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -39,6 +40,10 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   vqString DumpSession() const override;
 
   boost::shared_ptr<UDMItem> FindItemById(const UDMUID& uid, bool load, const vqString& cdefType) override;
+  boost::shared_ptr<UDMItem> FindItemByUrl(const vqString& url, bool includeDeleted) override;
+  vqString GetDisplayUrl(const boost::shared_ptr<UDMItem>& item) override;
+  // Runtime use: makes an entity findable by `url` in this session before it is stored.
+  void IndexUrl(const vqString& url, const boost::shared_ptr<UDMItem>& item);
   boost::shared_ptr<UDMItem> CreateEntity(const vqString& cdefType, const vqString& name,
                                           const UDMUID& uid) override;
   void DeleteEntity(const UDMUID& uid) override;
@@ -124,11 +129,15 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   boost::shared_ptr<UDMItem> Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef,
                                          const UDMUID& uid);
   boost::shared_ptr<UDMItem> RequireItem(const char* signature, const UDMUID& uid);
+  // The revision of the root entity in a versioned URL: the number after the
+  // first "~v", up to the next "/".
+  int _GetProjectVersion(const vqString& url) const;
   store::ChangeLogEntry ChangeEntry(SignalOption op, const UDMUID& uid, const UDMUID& child) const;
 
   boost::shared_ptr<UDMSessionConfig> m_config;
   boost::shared_ptr<UDMConfiguration> m_schema;
   std::unique_ptr<store::EntityStore> m_store;
+  std::map<vqString, boost::weak_ptr<UDMItem>> m_urlIndex;
   vqString m_sessionId;
   vqString m_userName;
   vqString m_workspaceDir;

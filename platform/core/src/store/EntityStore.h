@@ -191,6 +191,9 @@ class EntityStore {
                               int revision);
   // Every stored revision of `dmid`, oldest first, with attributes: one query.
   std::vector<RevisionRecord> GetRevisionRecords(const vqString& dmid);
+  // Revisions named `name` with that revision number whose entity is a root
+  // (has no current parent), oldest entity first.
+  std::vector<UDMUID> FindRootRevisions(const vqString& name, int revision);
   // Data-model ids of the branches started from revision `sourceUid`, oldest first.
   std::vector<vqString> GetBranchesFrom(const UDMUID& sourceUid);
 

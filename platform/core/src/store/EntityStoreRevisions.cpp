@@ -128,6 +128,17 @@ void EntityStore::ReplaceClassifications(const vqString& itemDmid, const std::ve
   ReplaceTargets("udm_classified", "item_dmid", "category_dmid", false, itemDmid, categories, revision);
 }
 
+std::vector<UDMUID> EntityStore::FindRootRevisions(const vqString& name, int revision) {
+  const vqlm::ResultSet rows = Query(
+      "SELECT r.uid FROM udm_revision r WHERE r.name = ? AND r.revision = ? AND r.state = 0"
+      " AND NOT EXISTS (SELECT 1 FROM udm_link l WHERE l.child_dmid = r.dmid AND l.to_rev IS NULL)"
+      " ORDER BY r.dmid",
+      {name, vqVariant(revision)});
+  std::vector<UDMUID> uids;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) uids.emplace_back(rows.GetValue(i, 0).ToString());
+  return uids;
+}
+
 std::vector<vqString> EntityStore::GetBranchesFrom(const UDMUID& sourceUid) {
   const vqlm::ResultSet rows =
       Query("SELECT dmid FROM udm_entity WHERE branch_from = ? ORDER BY dmid", {sourceUid.ToString()});
