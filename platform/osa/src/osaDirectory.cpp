@@ -6,8 +6,10 @@
 #include "osaSystem.h"
 
 #if !defined(_WIN32)
+#  include <fcntl.h>
 #  include <sys/stat.h>
 #  include <sys/types.h>
+#  include <unistd.h>
 #endif
 
 namespace fs = std::filesystem;
@@ -85,5 +87,25 @@ osaStatus osaDirectory::Remove(const vqString& path, bool recursive) {
     fs::remove(target, error);
   }
   if (error) return osaInternal::SystemFailure("cannot remove directory", path, error);
+  return osaStatus();
+}
+
+osaStatus osaDirectory::SyncFileSystem(const vqString& path) {
+#if defined(__linux__)
+  const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) {
+    return osaInternal::SystemFailure("cannot open directory", path, osaInternal::LastErrno());
+  }
+  const int rc = ::syncfs(fd);
+  const int error = errno;
+  ::close(fd);
+  if (rc != 0) {
+    return osaInternal::SystemFailure("cannot sync the file system of", path,
+                                      std::error_code(error, std::generic_category()));
+  }
+#else
+  (void)path;
+  ::sync();
+#endif
   return osaStatus();
 }

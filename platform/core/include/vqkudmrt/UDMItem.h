@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <vqkudmrt/UDMAbstractBaseEntity.h>
+#include <vqkudmrt/UDMGenericDocument.h>
 
 namespace vqkudm {
 
@@ -97,6 +98,41 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   void Persist(const vqString& comment, GDMRecurseOption recursion, int revision, bool keepCheckedOut,
                bool notify);
 
+  // Files, kept with the revision; contents go to the repository's vault.
+  // A file name is a plain name (no path separator, not "." or ".."); a
+  // folder is a relative sub-folder ("" or "/" for the top) used when files
+  // are fetched. The definition's minimum and maximum file numbers hold.
+  //
+  // Adds the file at `path` under its own name: its bytes are copied into the
+  // vault (hashed on the way), or, `external`, only recorded. The file's own
+  // modification time is kept with `keepModifiedTime`, else the time of
+  // adding. Raises ExcSubFileExists when the item already has a file of that name.
+  void AddFile(const vqString& path, bool keepModifiedTime, bool external, const vqString& folder);
+  void AddExternalFile(const vqString& path, int size, const vqString& fileName, const vqString& lastModTime);
+  // Replaces the content of the item's file of the same name.
+  void UpdateFile(const vqString& path);
+  // Updates the file of that name, or adds it when the item has none.
+  void ReAddFile(const vqString& path, bool keepModifiedTime, bool external);
+  void RemoveFile(const vqString& name);
+  // The item's files in the order they were added; external ones with `includeExternal`.
+  void GetFileInfoList(vqStlVector<UDMGenericDocument>& out, bool includeExternal);
+  // Writes the item's kept files (all, or only `name`) under `folder`, each
+  // in its sub-folder, and appends the paths written. Existing files are
+  // replaced only with `overwrite`; missing folders are made with
+  // `createFolders`. A name or folder that would land outside `folder` is refused.
+  void GetAllFilesIntoFolder(const vqString& folder, const bool& overwrite, vqStlVector<vqString>& out,
+                             const vqString& name, bool createFolders);
+  // The same into the session's workspace, under `subFolder`.
+  void GetAllFilesIntoWorkspace(const bool& overwrite, vqStlVector<vqString>& out, const vqString& subFolder,
+                                const vqString& name);
+  // Preview images: one of them is the item's default, the first one added
+  // unless another is made so. `replace` lets an image replace one of the same name.
+  void AddPreviewImage(const vqString& imagePath, const vqString& name, const vqlm::ImageType& type,
+                       const vqString& description, bool makeDefault, bool replace);
+  void RemovePreviewImage(const vqString& name);
+  void SetDefaultPreviewImage(const vqString& name);
+  void GetPreviewImages(vqStlVector<UDMGenericDocument>& out);
+
   // The versioned URL of this revision, through first parents up to the
   // root. With `storedOnly` it raises when the item or an ancestor is not
   // persisted (no one else could resolve it); otherwise new entities take
@@ -135,6 +171,16 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
                     std::vector<UDMItemPtr>& batch, std::set<const UDMItem*>& inBatch);
   // Returns to the stored state of the current revision, forgetting all working changes.
   void ReloadStoredState();
+  void LoadFiles();
+  // Index of the document of that kind and name in m_files, or -1.
+  int FindDocument(bool preview, const vqString& name);
+  // A new document for the file at `path`, its bytes staged in the vault.
+  UDMGenericDocument StageDocument(const char* signature, const vqString& path, const vqString& name,
+                                   bool keepModifiedTime);
+  void CheckFileNumbers(const char* signature, std::size_t files) const;
+  // Publishes the contents the items' documents use that this session staged;
+  // inside the transaction that records them.
+  static void PublishContents(UDMSession& session, const std::vector<UDMItemPtr>& items);
   // The working state as JSON text, and back (UDMItemDraft.cpp).
   vqString EncodeDraft() const;
   void RestoreDraft(const vqString& state);
@@ -153,6 +199,8 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   std::vector<NamedTarget> m_references;
   std::vector<vqString> m_categories;
   bool m_targetsLoaded = false;
+  std::vector<UDMGenericDocument> m_files;  // files, then preview images
+  bool m_filesLoaded = false;
   // While a check-out of an older revision is pending: that revision, which
   // the persist records as the branch's origin.
   UDMUID m_branchSource;

@@ -18,6 +18,9 @@ class iDbDriver;
 
 namespace vqkudm {
 
+namespace vault {
+class ContentVault;
+}
 namespace store {
 class EntityStore;
 struct ChangeLogEntry;
@@ -97,6 +100,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
 
   // Runtime use.
   store::EntityStore& Store() { return *m_store; }
+  vault::ContentVault& Vault() { return *m_vault; }
   // The repository database, for diagnostics and tools.
   vqlm::iDbDriver& Database();
   // The current revision of a data-model id: the session's own object when
@@ -122,6 +126,8 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   void Rekey(const UDMUID& oldUid, const boost::shared_ptr<UDMItem>& item);
   // The current time as stored in the repository (ISO-8601, UTC, ms).
   static vqString Now();
+  // A time in the same form as Now(), from seconds since 1970 (UTC).
+  static vqString FormatTime(std::int64_t secondsSinceEpoch, int millis = 0);
 
  private:
   UDMSession(const boost::shared_ptr<UDMSessionConfig>& config);
@@ -137,6 +143,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   boost::shared_ptr<UDMSessionConfig> m_config;
   boost::shared_ptr<UDMConfiguration> m_schema;
   std::unique_ptr<store::EntityStore> m_store;
+  std::unique_ptr<vault::ContentVault> m_vault;
   std::map<vqString, boost::weak_ptr<UDMItem>> m_urlIndex;
   vqString m_sessionId;
   vqString m_userName;

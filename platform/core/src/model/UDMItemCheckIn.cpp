@@ -10,7 +10,9 @@
 #include <vqkudmrt/UDMSession.h>
 
 #include "../store/EntityStore.h"
+#include "../vault/ContentVault.h"
 #include "EntityColumns.h"
+#include "FileRecords.h"
 #include "SessionOf.h"
 
 namespace vqkudm {
@@ -115,10 +117,13 @@ void UDMItem::Save(const vqString& comment, GDMRecurseOption recursion, int revi
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   std::vector<store::DraftRecord> drafts;
   for (const UDMItemPtr& item : batch) {
+    item->LoadFiles();
     drafts.push_back({item->m_uid, item->m_cdefType, comment, item->EncodeDraft()});
   }
   const vqString now = UDMSession::Now();
+  session->Vault().SyncStaged();
   session->Store().InTransaction("saving " + ToString(""), [&] {
+    PublishContents(*session, batch);
     for (const store::DraftRecord& draft : drafts) {
       session->Store().SaveDraft(draft, session->GetUserName(), session->GetSessionId(), now);
     }
@@ -157,6 +162,10 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   for (std::size_t i = 0; i < batch.size(); ++i) {
     UDMItem& item = *batch[i];
     model::CheckMandatoryAttributes(item);
+    item.LoadFiles();
+    std::size_t files = 0;
+    for (const UDMGenericDocument& d : item.m_files) files += d.IsPreviewImage() ? 0 : 1;
+    item.CheckFileNumbers(UDM_FUNCSIG, files);
     store::RevisionRecord& r = records[i];
     attributes[i] = item.m_attributes;
     const bool branch = item.m_branchSource.IsValid();
@@ -185,6 +194,8 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   }
 
   store::EntityStore& db = session->Store();
+  // File contents are durable before any record of them commits.
+  session->Vault().SyncStaged();
   session->Store().InTransaction("persisting " + ToString(""), [&] {
     std::map<std::pair<vqString, vqString>, vqString> uniqueValues;
     for (const UDMItemPtr& item : batch) model::CheckUniqueAttributes(*item, db, uniqueValues);
@@ -206,6 +217,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     }
     db.InsertNewEntities(fresh);
     db.InsertRevisions(revised);
+    PublishContents(*session, batch);
     for (std::size_t i = 0; i < batch.size(); ++i) {
       const UDMItem& item = *batch[i];
       const vqString dmid = records[i].uid.GetDmUid();
@@ -216,6 +228,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
       std::vector<store::TargetRecord> references, categories;
       for (const NamedTarget& r : item.m_references) references.push_back({r.name, r.dmid});
       for (const vqString& c : item.m_categories) categories.push_back({vqString(), c});
+      db.InsertFiles(records[i].uid, model::FileRecordsOf(item.m_files));
       if (rev == 0) {
         db.InsertLinks(links, 0);
         db.InsertReferences(dmid, references, 0);
@@ -347,6 +360,8 @@ void UDMItem::ReloadStoredState() {
   m_references.clear();
   m_categories.clear();
   m_targetsLoaded = false;
+  m_files.clear();
+  m_filesLoaded = false;
   m_latestRevision = record.latestRevision;
   m_branchSource = UDMUID();
   m_modified = false;

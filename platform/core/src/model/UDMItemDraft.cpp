@@ -42,6 +42,20 @@ vqString UDMItem::EncodeDraft() const {
   for (const NamedTarget& r : m_references) state["references"].push_back({{"name", r.name.str()}, {"id", r.dmid.str()}});
   for (const vqString& c : m_categories) state["categories"].push_back(c.str());
   if (m_branchSource.IsValid()) state["branchFrom"] = m_branchSource.ToString().str();
+  state["files"] = json::array();
+  for (const UDMGenericDocument& d : m_files) {
+    state["files"].push_back({{"preview", d.m_preview},
+                              {"name", d.m_name.str()},
+                              {"folder", d.m_folder.str()},
+                              {"key", d.m_contentKey.str()},
+                              {"size", d.m_size},
+                              {"modified", d.m_modifiedTime.str()},
+                              {"added", d.m_addedTime.str()},
+                              {"source", d.m_sourcePath.str()},
+                              {"imageType", static_cast<int>(d.m_imageType)},
+                              {"description", d.m_description.str()},
+                              {"default", d.m_default}});
+  }
   return state.dump();
 }
 
@@ -63,12 +77,29 @@ void UDMItem::RestoreDraft(const vqString& text) {
     m_categories.clear();
     for (const json& c : state.at("categories")) m_categories.push_back(c.get<std::string>());
     m_branchSource = state.contains("branchFrom") ? UDMUID(state["branchFrom"].get<std::string>()) : UDMUID();
+    m_files.clear();
+    for (const json& f : state.value("files", json::array())) {
+      UDMGenericDocument d;
+      d.m_preview = f.at("preview").get<bool>();
+      d.m_name = f.at("name").get<std::string>();
+      d.m_folder = f.at("folder").get<std::string>();
+      d.m_contentKey = f.at("key").get<std::string>();
+      d.m_size = f.at("size").get<std::int64_t>();
+      d.m_modifiedTime = f.at("modified").get<std::string>();
+      d.m_addedTime = f.at("added").get<std::string>();
+      d.m_sourcePath = f.at("source").get<std::string>();
+      d.m_imageType = static_cast<vqlm::ImageType>(f.at("imageType").get<int>());
+      d.m_description = f.at("description").get<std::string>();
+      d.m_default = f.at("default").get<bool>();
+      m_files.push_back(d);
+    }
   } catch (const json::exception& e) {
     ThrowStateException(UDM_FUNCSIG, "the draft of " + m_uid.ToString() + " cannot be read: " + e.what(),
                         ExcSubSyntax);
   }
   m_linksLoaded = true;
   m_targetsLoaded = true;
+  m_filesLoaded = true;
 }
 
 }  // namespace vqkudm

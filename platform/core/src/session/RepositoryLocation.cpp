@@ -45,7 +45,7 @@ RepositoryLocation LocateRepository(const UDMSessionConfig& config) {
     }
     const vqString dir = config.GetRepositoryBaseDir() + "/" + config.GetRepositoryName();
     CreateDirectory(dir, UDM_FUNCSIG);
-    return {"sqlite", LocalDatabaseFile(config)};
+    return {"sqlite", LocalDatabaseFile(config), dir + "/vault"};
   }
   if (config.GetDataSource().EqualsNoCase("PostGres")) {
     vqString connection = Setting(config, "dbconnectstring");
@@ -60,7 +60,7 @@ RepositoryLocation LocateRepository(const UDMSessionConfig& config) {
       }
       connection += "dbname=" + QuoteConnectionValue(config.GetRepositoryName());
     }
-    return {"postgres", connection};
+    return {"postgres", connection, Setting(config, "vaultdir")};
   }
   ThrowInvalidArgException(UDM_FUNCSIG,
                            "unknown data source \"" + config.GetDataSource() +

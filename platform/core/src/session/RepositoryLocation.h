@@ -11,6 +11,10 @@ namespace vqkudm::session {
 struct RepositoryLocation {
   vqString driver;      // database driver name
   vqString connection;  // the driver's connection text
+  // Where file contents live: a directory (local repositories beside their
+  // database; server repositories at the client setting "vaultdir", shared
+  // by every client), or empty for the repository database itself.
+  vqString vaultDir;
 };
 
 // Where the configured repository lives. "local": one SQLite file in

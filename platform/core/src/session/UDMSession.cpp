@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
+#include <set>
 
 #include <boost/make_shared.hpp>
 
@@ -26,6 +27,7 @@
 
 #include "../model/EntityColumns.h"
 #include "../store/EntityStore.h"
+#include "../vault/ContentVault.h"
 #include "RepositoryLocation.h"
 
 namespace vqkudm {
@@ -53,6 +55,8 @@ UDMSession::UDMSession(const boost::shared_ptr<UDMSessionConfig>& config) : m_co
 
 UDMSession::~UDMSession() {
   if (m_plugins) m_plugins->UnloadAll();
+  // The vault may use the store: it goes first.
+  m_vault.reset();
 }
 
 boost::shared_ptr<UDMSession> UDMSession::Open(const boost::shared_ptr<UDMSessionConfig>& config) {
@@ -62,6 +66,8 @@ boost::shared_ptr<UDMSession> UDMSession::Open(const boost::shared_ptr<UDMSessio
   const session::RepositoryLocation location = session::LocateRepository(*config);
   session->m_store.reset(
       new store::EntityStore(store::OpenRepositoryDatabase(location.driver, location.connection)));
+  session->m_vault = location.vaultDir.empty() ? vault::OpenDatabaseVault(*session->m_store)
+                                               : vault::OpenDirectoryVault(location.vaultDir);
   session->m_workspaceDir = session::PrepareWorkspace(*config);
   session->m_plugins.reset(
       new UDMPluginMgr(session, UDMFramework::GetInstance()->GetInstallLayout().pluginDir));
@@ -74,8 +80,12 @@ boost::shared_ptr<UDMSession> UDMSession::Open(const boost::shared_ptr<UDMSessio
 vqString UDMSession::Now() {
   using namespace std::chrono;
   const auto now = system_clock::now();
-  const std::time_t seconds = system_clock::to_time_t(now);
-  const int millis = static_cast<int>(duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000);
+  return FormatTime(system_clock::to_time_t(now),
+                    static_cast<int>(duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000));
+}
+
+vqString UDMSession::FormatTime(std::int64_t secondsSinceEpoch, int millis) {
+  const std::time_t seconds = static_cast<std::time_t>(secondsSinceEpoch);
   std::tm utc{};
   gmtime_r(&seconds, &utc);
   char text[64];
@@ -356,10 +366,25 @@ void UDMSession::ObliterateEntity(const UDMUID& uid, bool recursive) {
     for (std::size_t i = 0; recursive && i < doomed.size(); ++i) {
       for (const vqString& child : m_store->GetOnlyChildren(doomed[i])) doomed.push_back(child);
     }
-    m_store->InTransaction("obliterating " + item->ToString(""), [&] {
-      for (const vqString& dmid : doomed) m_store->Obliterate(dmid);
-      LogChange(SIGNAL_OBLITERATED, uid);
-    });
+    try {
+      m_store->InTransaction("obliterating " + item->ToString(""), [&] {
+        std::set<vqString> contents;
+        for (const vqString& dmid : doomed) {
+          for (const vqString& key : m_store->GetContentKeysOf(dmid)) contents.insert(key);
+          m_store->Obliterate(dmid);
+        }
+        // Contents no other revision uses leave the vault with the entity.
+        for (const vqString& key : contents) {
+          m_store->LockContent(key);
+          if (!m_store->IsContentReferenced(key)) m_vault->Discard(key);
+        }
+        LogChange(SIGNAL_OBLITERATED, uid);
+      });
+    } catch (...) {
+      m_vault->FinishDiscards(false);
+      throw;
+    }
+    m_vault->FinishDiscards(true);
   }
   Notify(SIGNAL_OBLITERATED, item);
   // Forget every object of the obliterated entities; holders see them deleted.

@@ -3,6 +3,7 @@
 // The repository's entity tables behind one interface; every statement takes
 // its values as bound parameters and works on every supported database.
 
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -82,6 +83,22 @@ struct LinkedRecord {
   vqString group;
   int level = 0;
   RevisionRecord record;
+};
+
+// A file or preview image of a revision. `contentKey` is empty for an
+// external file, which is recorded but not kept.
+struct FileRecord {
+  int kind = 0;  // 0 file, 1 preview image
+  vqString name;
+  vqString folder;
+  vqString contentKey;
+  std::int64_t size = 0;
+  vqString modifiedTime;
+  vqString addedTime;
+  vqString sourcePath;
+  int imageType = 0;
+  vqString description;
+  bool isDefault = false;
 };
 
 // Who holds the check-out of an entity.
@@ -196,6 +213,26 @@ class EntityStore {
   std::vector<UDMUID> FindRootRevisions(const vqString& name, int revision);
   // Data-model ids of the branches started from revision `sourceUid`, oldest first.
   std::vector<vqString> GetBranchesFrom(const UDMUID& sourceUid);
+
+  // Files and contents (EntityStoreFiles.cpp).
+  //
+  // Records the files of revision `uid`, in order.
+  void InsertFiles(const UDMUID& uid, const std::vector<FileRecord>& files);
+  std::vector<FileRecord> GetFiles(const UDMUID& uid);
+  // The content keys used by any revision of `dmid`.
+  std::vector<vqString> GetContentKeysOf(const vqString& dmid);
+  bool IsContentReferenced(const vqString& key);
+  // Takes the lock that orders the writers and removers of one content.
+  void LockContent(const vqString& key);
+  // Contents kept in the database: chunks written under an upload name, then
+  // the content row naming the upload.
+  void InsertContentChunk(const vqString& upload, std::int64_t seq, const char* data, std::size_t size);
+  bool ContentExists(const vqString& key);
+  void InsertContent(const vqString& key, std::int64_t size, const vqString& upload);
+  void DeleteUpload(const vqString& upload);
+  void DeleteContent(const vqString& key);
+  // The chunks of a content in order, each handed to `piece`; false when the content is missing.
+  bool ReadContent(const vqString& key, const std::function<void(const vqString&)>& piece);
 
   // Replaces the draft of `draft.uid`.
   void SaveDraft(const DraftRecord& draft, const vqString& holder, const vqString& sessionId, const vqString& time);

@@ -130,8 +130,41 @@ std::vector<vqString> Version2(const SqlDialect&) {
   };
 }
 
+// Version 3: the files and preview images of each revision, and file
+// contents kept in the database itself (for repositories configured so).
+std::vector<vqString> Version3(const SqlDialect& d) {
+  return {
+      // kind 0: a file, 1: a preview image. content_key is NULL for external files.
+      "CREATE TABLE udm_file ("
+      " uid TEXT NOT NULL REFERENCES udm_revision (uid) ON DELETE CASCADE,"
+      " kind " + d.bigintType + " NOT NULL,"
+      " name TEXT NOT NULL,"
+      " folder TEXT NOT NULL,"
+      " content_key TEXT,"
+      " size " + d.bigintType + " NOT NULL,"
+      " modified_time TEXT NOT NULL,"
+      " added_time TEXT NOT NULL,"
+      " source_path TEXT,"
+      " image_type " + d.bigintType + " NOT NULL DEFAULT 0,"
+      " description TEXT,"
+      " is_default " + d.bigintType + " NOT NULL DEFAULT 0,"
+      " position " + d.bigintType + " NOT NULL,"
+      " PRIMARY KEY (uid, kind, name))",
+      "CREATE INDEX udm_file_content ON udm_file (content_key)",
+      "CREATE TABLE udm_content ("
+      " content_key TEXT PRIMARY KEY,"
+      " size " + d.bigintType + " NOT NULL,"
+      " upload TEXT NOT NULL)",
+      "CREATE TABLE udm_content_chunk ("
+      " upload TEXT NOT NULL,"
+      " seq " + d.bigintType + " NOT NULL,"
+      " data " + d.blobType + " NOT NULL,"
+      " PRIMARY KEY (upload, seq))",
+  };
+}
+
 const std::vector<Migration>& Migrations() {
-  static const std::vector<Migration> all = {Version1, Version2};
+  static const std::vector<Migration> all = {Version1, Version2, Version3};
   return all;
 }
 

@@ -24,4 +24,9 @@ class VQLMOSA_API osaDirectory {
   // (links inside are removed, not followed). A missing directory is
   // success; a file or a link in its place is refused.
   static osaStatus Remove(const vqString& path, bool recursive);
+
+  // Makes everything written to the file system that holds the directory
+  // `path` durable, new directory entries included: one call for a whole
+  // batch of files instead of one per file.
+  static osaStatus SyncFileSystem(const vqString& path);
 };
