@@ -7,10 +7,15 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
+#include <vector>
 
 #include <boost/make_shared.hpp>
 
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/IUDMSession.h>
 #include <vqkudmrt/UDMFramework.h>
+#include <vqkudmrt/UDMItem.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 #include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmidbdriver/DbDriverLoader.h>
@@ -75,8 +80,75 @@ void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * count);
 }
 
+// Several clients checking in different items at once, each with a session
+// of its own on one repository. "runtime" is `clients` clients each working
+// on its own item, "baseline" one client doing the same check-ins of the same
+// items one after the other: the ratio is how much of the single client's
+// time the team needs (below 1: the server scales).
+constexpr int kCheckInsPerItem = 100;
+
+void CheckInConcurrently(benchmark::State& state, int items, bool concurrent) {
+  const int clients = concurrent ? items : 1;
+  for (auto _ : state) {
+    state.PauseTiming();
+    const std::string connection = FreshDatabase();
+    std::vector<boost::shared_ptr<IUDMSession>> sessions;
+    std::vector<UDMItemPtr> work;
+    for (int c = 0; c < clients; ++c) {
+      auto config = boost::make_shared<UDMSessionConfig>();
+      config->SetDataSource("PostGres");
+      config->SetRepositoryName("bench");
+      config->SetUserName("client" + std::to_string(c));
+      config->SetLMRepoClientSettings({{"dbconnectstring", connection}});
+      sessions.push_back(UDMFramework::GetInstance()->CreateSession(config));
+    }
+    for (int i = 0; i < items; ++i) {
+      work.push_back(sessions[i % clients]->CreateEntity(kClassPart, "item-" + std::to_string(i), UDMUID()));
+      work.back()->Persist("", GDM_RECURSE_NONE, -1, false, false);
+    }
+    state.ResumeTiming();
+
+    auto checkIn = [](const UDMItemPtr& item, int i) {
+      item->CheckOut("");
+      item->SetAttribute("mass", vqVariant(1.0 + i));
+      item->Persist("", GDM_RECURSE_NONE, -1, false, false);
+    };
+    if (concurrent) {
+      std::vector<std::thread> threads;
+      for (int c = 0; c < clients; ++c) {
+        threads.emplace_back([&, c] {
+          for (int i = 0; i < kCheckInsPerItem; ++i) checkIn(work[c], i);
+        });
+      }
+      for (std::thread& t : threads) t.join();
+    } else {
+      for (int i = 0; i < kCheckInsPerItem; ++i) {
+        for (const UDMItemPtr& item : work) checkIn(item, i);
+      }
+    }
+
+    state.PauseTiming();
+    work.clear();
+    for (auto& session : sessions) UDMFramework::GetInstance()->DeleteSession(session);
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * items * kCheckInsPerItem);
+}
+
+void BM_ConcurrentCheckIn_runtime(benchmark::State& state) {
+  CheckInConcurrently(state, static_cast<int>(state.range(0)), true);
+}
+
+void BM_ConcurrentCheckIn_baseline(benchmark::State& state) {
+  CheckInConcurrently(state, static_cast<int>(state.range(0)), false);
+}
+
 }  // namespace
 
+BENCHMARK(BM_ConcurrentCheckIn_runtime)->Name("PgConcurrentCheckIn/runtime")->ArgName("clients")->Arg(2)->Arg(8)
+    ->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(BM_ConcurrentCheckIn_baseline)->Name("PgConcurrentCheckIn/baseline")->ArgName("clients")->Arg(2)->Arg(8)
+    ->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
 BENCHMARK(BM_CreateAndPersistItems_runtime)->Name("PgCreateAndPersistItems/runtime")->Arg(100000)
     ->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_CreateAndPersistItems_baseline)->Name("PgCreateAndPersistItems/baseline")->Arg(100000)

@@ -7,7 +7,9 @@ namespace vqlm {
 DbStatus LoadDbDriver(const vqString& modulePath, std::shared_ptr<iDbDriver>& out) {
   out.reset();
   auto module = std::make_shared<osaDynamicObject>();
-  const osaStatus loaded = module->LoadLibrary(modulePath);
+  // Kept loaded: database client libraries set up TLS libraries that do not
+  // survive being unloaded and loaded again.
+  const osaStatus loaded = module->LoadLibrary(modulePath, true);
   if (!loaded.IsOk()) return DbStatus::Failure(DbFailed, "load driver: " + loaded.GetText());
   auto create = reinterpret_cast<CreateDriverFunction>(module->FindSymbol("CreateDriver"));
   if (!create) return DbStatus::Failure(DbFailed, "load driver: " + module->GetLastError().GetText());

@@ -15,9 +15,14 @@ namespace {
 
 #if defined(_WIN32)
 
-void* OpenLibrary(const vqString& name, vqString& reason) {
+void* OpenLibrary(const vqString& name, bool keepLoaded, vqString& reason) {
   HMODULE module = ::LoadLibraryW(osaInternal::ToPath(name).c_str());
   if (!module) reason = std::system_category().message(static_cast<int>(::GetLastError()));
+  HMODULE pinned = nullptr;
+  if (module && keepLoaded) {
+    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                         reinterpret_cast<LPCWSTR>(module), &pinned);
+  }
   return reinterpret_cast<void*>(module);
 }
 
@@ -38,8 +43,8 @@ vqString LoaderReason() {
   return text ? vqString(text) : vqString("unknown reason");
 }
 
-void* OpenLibrary(const vqString& name, vqString& reason) {
-  void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+void* OpenLibrary(const vqString& name, bool keepLoaded, vqString& reason) {
+  void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL | (keepLoaded ? RTLD_NODELETE : 0));
   if (!handle) reason = LoaderReason();
   return handle;
 }
@@ -82,7 +87,7 @@ osaDynamicObject& osaDynamicObject::operator=(osaDynamicObject&& other) noexcept
   return *this;
 }
 
-osaStatus osaDynamicObject::LoadLibrary(const vqString& name) {
+osaStatus osaDynamicObject::LoadLibrary(const vqString& name, bool keepLoaded) {
   UnloadLibrary();
   // dlopen(NULL) would hand out the main program instead of failing.
   if (name.empty()) {
@@ -90,7 +95,7 @@ osaStatus osaDynamicObject::LoadLibrary(const vqString& name) {
     return m_lastError;
   }
   vqString reason;
-  m_handle = OpenLibrary(name, reason);
+  m_handle = OpenLibrary(name, keepLoaded, reason);
   if (!m_handle) {
     m_lastError = osaStatus::Failure("cannot load library '" + name + "': " + reason);
     return m_lastError;

@@ -18,7 +18,9 @@ void ReadInPieces(const vqString& path, Piece&& piece) {
     ThrowFileException(UDM_FUNCSIG, "cannot read \"" + path + "\": " + std::strerror(errno), ExcSubIo);
   }
   constexpr std::size_t kPiece = 1 << 20;
-  std::vector<char> buffer(kPiece);
+  // One buffer per thread: zeroing or mapping a fresh one per file costs more
+  // than reading a small file.
+  static thread_local std::vector<char> buffer(kPiece);
   for (;;) {
     const ssize_t got = ::read(fd, buffer.data(), kPiece);
     if (got < 0 && errno == EINTR) continue;

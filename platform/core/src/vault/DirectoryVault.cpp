@@ -72,6 +72,11 @@ class DirectoryVault final : public ContentVault {
       ReadInPieces(source, [&](const char* data, std::size_t size) {
         hash.Update(data, size);
         WriteAll(out, data, size, temp);
+#if defined(__linux__)
+        // Start writing back now, so that the sync before the check-in
+        // commits finds little left to do.
+        ::sync_file_range(out, staged.size, static_cast<off_t>(size), SYNC_FILE_RANGE_WRITE);
+#endif
         staged.size += static_cast<std::int64_t>(size);
       });
     } catch (...) {

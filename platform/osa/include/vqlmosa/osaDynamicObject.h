@@ -28,7 +28,10 @@ class VQLMOSA_API osaDynamicObject {
   // (LD_LIBRARY_PATH, run paths, system directories; on Windows the DLL search
   // order). Symbols are resolved at once and kept private to the library.
   // A library this object held before is released first, whatever the outcome.
-  osaStatus LoadLibrary(const vqString& name);
+  // With `keepLoaded` the library stays in the process once released: for
+  // libraries that pull in others which cannot be unloaded and loaded again
+  // cleanly (database clients and their TLS libraries).
+  osaStatus LoadLibrary(const vqString& name, bool keepLoaded = false);
   void UnloadLibrary();
 
   // The address of an exported symbol, or null; then GetLastError() says why,
