@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <type_traits>
 #include <vector>
 
 #include <vqkudmrt/UDMException.h>
@@ -17,12 +18,12 @@ void ReadInPieces(const vqString& path, Piece&& piece) {
   if (fd < 0) {
     ThrowFileException(UDM_FUNCSIG, "cannot read \"" + path + "\": " + std::strerror(errno), ExcSubIo);
   }
-  constexpr std::size_t kPiece = 1 << 20;
-  // One buffer per thread: zeroing or mapping a fresh one per file costs more
+  // Buffers per thread: zeroing or mapping fresh ones per file costs more
   // than reading a small file.
-  static thread_local std::vector<char> buffer(kPiece);
-  for (;;) {
-    const ssize_t got = ::read(fd, buffer.data(), kPiece);
+  static thread_local std::vector<char> buffers[2] = {std::vector<char>(kReadPiece), std::vector<char>(kReadPiece)};
+  for (int turn = 0;; turn ^= 1) {
+    std::vector<char>& buffer = buffers[turn];
+    const ssize_t got = ::read(fd, buffer.data(), kReadPiece);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
       const int error = errno;
@@ -31,7 +32,11 @@ void ReadInPieces(const vqString& path, Piece&& piece) {
     }
     if (got == 0) break;
     try {
-      piece(buffer.data(), static_cast<std::size_t>(got));
+      if constexpr (std::is_invocable_v<Piece, int, const char*, std::size_t>) {
+        piece(fd, buffer.data(), static_cast<std::size_t>(got));
+      } else {
+        piece(buffer.data(), static_cast<std::size_t>(got));
+      }
     } catch (...) {
       ::close(fd);
       throw;

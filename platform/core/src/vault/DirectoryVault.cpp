@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <future>
 #include <map>
 #include <vector>
 
@@ -43,6 +44,51 @@ void WriteAll(int fd, const char* data, std::size_t size, const vqString& path) 
   }
 }
 
+// Copies `source` to `out` in one pass over its bytes: each piece is read
+// once, hashed (on a second thread for large files) and copied by the
+// kernel where it can, without passing through this process again.
+void CopyHashing(const vqString& source, int out, const vqString& outPath, ContentHash& hash, std::int64_t& size) {
+  std::future<void> hashing;
+  auto finishHashing = [&] {
+    if (hashing.valid()) hashing.get();
+  };
+  bool kernelCopy = true;
+  try {
+    ReadInPieces(source, [&](int in, const char* data, std::size_t length) {
+      finishHashing();
+      if (length < kReadPiece) {
+        hash.Update(data, length);
+      } else {
+        hashing = std::async(std::launch::async, [&hash, data, length] { hash.Update(data, length); });
+      }
+      std::size_t copied = 0;
+#if defined(__linux__)
+      loff_t from = size, to = size;
+      while (kernelCopy && copied < length) {
+        const ssize_t done = ::copy_file_range(in, &from, out, &to, length - copied, 0);
+        if (done <= 0) {
+          if (done < 0 && errno == EINTR) continue;
+          kernelCopy = false;  // not across these file systems: write it ourselves
+          break;
+        }
+        copied += static_cast<std::size_t>(done);
+      }
+#endif
+      if (copied < length) {
+        if (::lseek(out, static_cast<off_t>(size + static_cast<std::int64_t>(copied)), SEEK_SET) < 0) {
+          FileFailure("cannot write", outPath, errno);
+        }
+        WriteAll(out, data + copied, length - copied, outPath);
+      }
+      size += static_cast<std::int64_t>(length);
+    });
+    finishHashing();
+  } catch (...) {
+    finishHashing();
+    throw;
+  }
+}
+
 // A name no other process or vault object will pick.
 vqString UniqueName() {
   static std::atomic<unsigned> counter{0};
@@ -69,16 +115,7 @@ class DirectoryVault final : public ContentVault {
     ContentHash hash;
     StagedContent staged;
     try {
-      ReadInPieces(source, [&](const char* data, std::size_t size) {
-        hash.Update(data, size);
-        WriteAll(out, data, size, temp);
-#if defined(__linux__)
-        // Start writing back now, so that the sync before the check-in
-        // commits finds little left to do.
-        ::sync_file_range(out, staged.size, static_cast<off_t>(size), SYNC_FILE_RANGE_WRITE);
-#endif
-        staged.size += static_cast<std::int64_t>(size);
-      });
+      CopyHashing(source, out, temp, hash, staged.size);
     } catch (...) {
       ::close(out);
       ::unlink(temp.c_str());
