@@ -230,8 +230,77 @@ void BM_ThousandChildren_baseline(benchmark::State& state) {
   }
 }
 
+// One item with 1,000 stored revisions, each with two attributes.
+struct HistoryFixture {
+  fs::path dir;
+  UDMUID latest;
+  std::shared_ptr<vqlm::iDbDriver> raw;
+
+  HistoryFixture() {
+    dir = FreshDirectory() / "history";
+    fs::create_directories(dir / "bench");
+    raw = store::OpenRepositoryDatabase("sqlite", (dir / "bench" / "repository.db").string());
+    const vqString now = UDMSession::Now();
+    const UDMUID first = UDMUID::Generate();
+    std::vector<vqStlVector<vqVariant>> revisions, attributes;
+    for (int r = 0; r < 1000; ++r) {
+      const vqString uid = first.WithRevision(r).ToString();
+      revisions.push_back({uid, first.GetDmUid(), vqVariant(r), "history", "bench", now, "revision"});
+      attributes.push_back({uid, "mass", vqVariant(4), vqString::FromDouble(r), vqVariant(double(r))});
+      attributes.push_back({uid, "material", vqVariant(5), "steel", vqVariant()});
+    }
+    latest = first.WithRevision(999);
+    raw->BeginTransaction();
+    raw->BulkInsert("udm_entity", {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time"},
+                    {{first.GetDmUid(), kClassPart, kClassItem, vqVariant(999), vqVariant(0), "bench", now}});
+    raw->BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
+                    revisions);
+    raw->BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
+    raw->Commit();
+  }
+  ~HistoryFixture() {
+    raw.reset();
+    fs::remove_all(dir);
+  }
+};
+
+HistoryFixture& History() {
+  static HistoryFixture fixture;
+  return fixture;
+}
+
+void BM_AllRevisionsOfThousand_runtime(benchmark::State& state) {
+  HistoryFixture& f = History();
+  for (auto _ : state) {
+    state.PauseTiming();
+    // A fresh session each time: nothing may come from its cache.
+    boost::shared_ptr<IUDMSession> session = OpenSession(f.dir);
+    state.ResumeTiming();
+    vqStlVector<UDMItemPtr> revisions = session->FindItemById(f.latest, true, "")->GetAllRevisions();
+    if (revisions.size() != 1000) std::abort();
+    state.PauseTiming();
+    revisions.clear();
+    UDMFramework::GetInstance()->DeleteSession(session);
+    state.ResumeTiming();
+  }
+}
+
+void BM_AllRevisionsOfThousand_baseline(benchmark::State& state) {
+  HistoryFixture& f = History();
+  vqlm::ResultSet rows;
+  for (auto _ : state) {
+    f.raw->ExecSqlQuery(
+        "SELECT r.uid, r.revision, r.name, a.name, a.type, a.text_value, a.num_value FROM udm_revision r"
+        " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.dmid = ? ORDER BY r.revision, a.name",
+        {f.latest.GetDmUid()}, rows);
+    if (rows.GetRowCount() != 2000) std::abort();
+  }
+}
+
 }  // namespace
 
+BENCHMARK(BM_AllRevisionsOfThousand_runtime)->Name("AllRevisionsOfThousand/runtime")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_AllRevisionsOfThousand_baseline)->Name("AllRevisionsOfThousand/baseline")->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LoadById_runtime)->Name("LoadByIdFromMillion/runtime")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_LoadById_baseline)->Name("LoadByIdFromMillion/baseline")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_WhereUsedTenLevels_runtime)->Name("WhereUsedTenLevels/runtime")->Unit(benchmark::kMicrosecond);
