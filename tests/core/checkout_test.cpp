@@ -119,6 +119,42 @@ TEST_P(CheckOutTest, OfTwoSessionsOnlyOneWinsAndTheLoserLearnsTheHolder) {
   EXPECT_FALSE(loser->IsLatestVersion()) << "the loser's copy knows it is out of date";
 }
 
+TEST_P(CheckOutTest, OfTwoCheckInsOfOneItemExactlyOneWinsAndTheLoserKeepsItsWork) {
+  const UDMUID uid = StoredPart("spindle", 1.0)->GetUID();
+  boost::shared_ptr<IUDMSession> bob = OpenSession("bob");
+  boost::shared_ptr<IUDMSession> carol = OpenSession("carol");
+  UDMItemPtr bobs = bob->FindItemById(uid, true, "");
+  UDMItemPtr carols = carol->FindItemById(uid, true, "");
+  bobs->CheckOut("");
+  // An administrator breaks bob's lock, so both end up editing.
+  auto admin = boost::dynamic_pointer_cast<UDMSession>(m_session);
+  ASSERT_TRUE(admin->Database().ExecSqlStatement("DELETE FROM udm_lock WHERE dmid = ?", {uid.GetDmUid()}));
+  carols->CheckOut("");
+  bobs->SetAttribute("mass", vqVariant(2.0));
+  carols->SetAttribute("mass", vqVariant(3.0));
+
+  std::atomic<int> won{0};
+  std::string failure;
+  auto checkIn = [&](const UDMItemPtr& item) {
+    try {
+      item->Persist("", GDM_RECURSE_NONE, -1, false, true);
+      ++won;
+    } catch (const UDMException& e) {
+      failure = e.what();
+    }
+  };
+  std::thread first(checkIn, bobs), second(checkIn, carols);
+  first.join();
+  second.join();
+  ASSERT_EQ(won, 1);
+  EXPECT_NE(failure.find("does not hold its check-out"), std::string::npos) << failure;
+  UDMItemPtr loser = bobs->IsCheckedOut() ? bobs : carols;
+  EXPECT_EQ(loser, bobs) << "the broken lock was bob's";
+  EXPECT_EQ(loser->GetAttributeValue("mass"), vqVariant(2.0)) << "the loser keeps its work";
+  EXPECT_NO_THROW(loser->Save("kept", GDM_RECURSE_NONE, -1));
+  EXPECT_EQ(Latest(OpenSession("dave"), uid.GetDmUid())->GetAttributeValue("mass"), vqVariant(3.0));
+}
+
 TEST_P(CheckOutTest, AnotherProcessCannotTakeACheckOut) {
   UDMItemPtr part = StoredPart("crank", 4.0);
   part->CheckOut("mine");
