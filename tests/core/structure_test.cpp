@@ -132,11 +132,12 @@ TEST_P(StructureTest, DeleteUndeleteAndObliterateLeaveNoTrace) {
   m_session->DeleteEntity(frame->GetUID());
   EXPECT_TRUE(frame->IsDeleted());
   EXPECT_EQ(m_session->GetDeletedContentsSize(), 1u);
-  vqStlVector<std::pair<UDMUID, vqString>> deleted;
+  vqStlVector<UDMQueryResultEntity> deleted;
   m_session->GetDeletedContents(deleted);
   ASSERT_EQ(deleted.size(), 1u);
-  EXPECT_EQ(deleted[0].first, frame->GetUID());
-  EXPECT_EQ(deleted[0].second, kClassPart);
+  EXPECT_EQ(deleted[0].GetUID(), frame->GetUID());
+  EXPECT_EQ(deleted[0].GetContentDefinitionType(), kClassPart);
+  EXPECT_EQ(deleted[0].GetContent().at("material"), vqVariant("aluminium"));
   m_session->UndeleteEntity(frame->GetUID());
   EXPECT_EQ(m_session->GetDeletedContentsSize(), 0u);
   EXPECT_EQ(SubCategoryOf([&] { m_session->UndeleteEntity(frame->GetUID()); }), ExcSubGeneral);

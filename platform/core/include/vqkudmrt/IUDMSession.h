@@ -9,6 +9,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <vqkudmrt/UDMQueryResults.h>
 #include <vqkudmrt/UDMUID.h>
 #include <vqkudmrt/vqkudmrtApi.h>
 #include <vqutl/vqStl.h>
@@ -16,8 +17,11 @@
 
 namespace vqkudm {
 
+class ICondition;
 class IUDMSlot;
 class UDMItem;
+class UDMQuery;
+class UDMQuerySettings;
 class UDMRelation;
 class UDMConfiguration;
 class UDMContentDefinition;
@@ -46,6 +50,29 @@ class VQKUDMRT_API IUDMSession {
   // A new entity of the definition `cdefType` named `name`, revision 0,
   // checked out to this session's user and visible only here until persisted.
   // An invalid `uid` lets the session choose the identifier.
+  // Queries (docs/queries.md). A query text is parsed and checked against
+  // the schema; its syntax errors give the position and the token. Mode 1
+  // runs it on the latest revisions, mode 2 on every stored revision; deleted
+  // entities take part only with `includeDeleted`. Results are appended.
+  virtual boost::shared_ptr<UDMQuery> CreateQuery(const vqString& text, bool searchInExcluded, int reserved) = 0;
+  virtual void ExecuteQuery(const boost::shared_ptr<UDMQuery>& query, int mode, bool includeDeleted,
+                            vqStlVector<boost::shared_ptr<UDMItem>>& out) = 0;
+  // The entities meeting a condition, as ExecuteQuery.
+  virtual void QueryCondition(const ICondition& condition, int mode, bool includeDeleted,
+                              vqStlVector<boost::shared_ptr<UDMItem>>& out) = 0;
+  // One page of a query, `count` rows (0: all) from row `start`: paged in the
+  // database, or (cached) from the ordered result the session keeps of the
+  // same query until it changes the repository itself. A start past the
+  // results raises ExcSubOutOfRange.
+  virtual void QueryPagedCached(UDMQueryResults& results, const vqString& text, int reserved,
+                                unsigned long long start, unsigned long long count,
+                                const UDMQuerySettings& settings, bool allRevisions, bool includeDeleted) = 0;
+  virtual void QueryPaged(UDMQueryResults& results, const vqString& text, unsigned long long start,
+                          unsigned long long count, const UDMQuerySettings& settings, bool allRevisions,
+                          bool includeDeleted, bool reserved) = 0;
+  // Gives an item the content of a query row; refused for a checked-out item.
+  virtual void LoadQueryResultContent(const boost::shared_ptr<UDMItem>& item, const UDMQueryResultEntity& row) = 0;
+
   // The entity revision a versioned URL names, loaded when needed; null when
   // there is none, and for deleted entities unless `includeDeleted`. Raises
   // UDMException when the URL does not parse.
@@ -63,8 +90,8 @@ class VQKUDMRT_API IUDMSession {
   // With `recursive`, its children that have no other parent go too.
   virtual void ObliterateEntity(const UDMUID& uid, bool recursive) = 0;
   virtual unsigned long long GetDeletedContentsSize() = 0;
-  // Identifier and definition of the latest revision of each deleted entity.
-  virtual void GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) = 0;
+  // The latest revision of each deleted entity, oldest entity first, appended.
+  virtual void GetDeletedContents(vqStlVector<UDMQueryResultEntity>& out) = 0;
   virtual void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) = 0;
 
   // A relation of the relation definition `relationType` from `source` (left)

@@ -58,6 +58,8 @@ class VQKUDMRT_API UDMContentDefinition {
   vqString GetMetaValue(const vqString& name) const;
   bool GetMetaFlag(const vqString& name) const;
   bool DerivesFrom(const vqString& type) const;
+  // The definition this one derives from; null for a root definition.
+  boost::shared_ptr<UDMContentDefinition> GetBaseDefinition() const { return m_base; }
 
   bool IsCollection() const;
   bool IsComposition(const vqString& group) const;

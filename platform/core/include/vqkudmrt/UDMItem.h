@@ -13,6 +13,7 @@
 
 namespace vqkudm {
 
+class ICondition;
 class UDMClassification;
 class UDMItem;
 class UDMRelation;
@@ -142,6 +143,10 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   void CreateUrlPath(bool storedOnly);
   // The URL of the latest revision of the first parent; left empty for a root.
   void GetLatestParentUrl(vqString& out);
+
+  // Whether this item meets the condition exactly as a query would decide
+  // it for the item's stored state (a null condition: always).
+  bool DoesConditionMatch(const boost::shared_ptr<ICondition>& condition, bool ignoreCase = false) const;
 
   // Every stored revision of the item, oldest first; this object stands for
   // its own revision.

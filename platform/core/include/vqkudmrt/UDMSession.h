@@ -53,7 +53,19 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   void UndeleteEntity(const UDMUID& uid) override;
   void ObliterateEntity(const UDMUID& uid, bool recursive) override;
   unsigned long long GetDeletedContentsSize() override;
-  void GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) override;
+  void GetDeletedContents(vqStlVector<UDMQueryResultEntity>& out) override;
+  boost::shared_ptr<UDMQuery> CreateQuery(const vqString& text, bool searchInExcluded, int reserved) override;
+  void ExecuteQuery(const boost::shared_ptr<UDMQuery>& query, int mode, bool includeDeleted,
+                    vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
+  void QueryCondition(const ICondition& condition, int mode, bool includeDeleted,
+                      vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
+  void QueryPagedCached(UDMQueryResults& results, const vqString& text, int reserved, unsigned long long start,
+                        unsigned long long count, const UDMQuerySettings& settings, bool allRevisions,
+                        bool includeDeleted) override;
+  void QueryPaged(UDMQueryResults& results, const vqString& text, unsigned long long start,
+                  unsigned long long count, const UDMQuerySettings& settings, bool allRevisions, bool includeDeleted,
+                  bool reserved) override;
+  void LoadQueryResultContent(const boost::shared_ptr<UDMItem>& item, const UDMQueryResultEntity& row) override;
   void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
   boost::shared_ptr<UDMRelation> CreateRelation(const boost::shared_ptr<UDMItem>& source,
                                                 const boost::shared_ptr<UDMItem>& target,
@@ -138,6 +150,12 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // The revision of the root entity in a versioned URL: the number after the
   // first "~v", up to the next "/".
   int _GetProjectVersion(const vqString& url) const;
+  // The rows of a query, filtered in memory where the condition needs it
+  // (callbacks); `page` (start, count; count 0: all) limits them in the database.
+  struct QueryRun;
+  vqStlVector<UDMQueryResultEntity> RunQuery(const QueryRun& run, std::uint64_t* total,
+                                             std::pair<std::uint64_t, std::uint64_t> page);
+  void AddContent(vqStlVector<UDMQueryResultEntity>& rows);
   store::ChangeLogEntry ChangeEntry(SignalOption op, const UDMUID& uid, const UDMUID& child) const;
 
   boost::shared_ptr<UDMSessionConfig> m_config;
@@ -145,6 +163,8 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   std::unique_ptr<store::EntityStore> m_store;
   std::unique_ptr<vault::ContentVault> m_vault;
   std::map<vqString, boost::weak_ptr<UDMItem>> m_urlIndex;
+  // Ordered results of cached paged queries, until this session changes the repository.
+  std::map<vqString, vqStlVector<UDMQueryResultEntity>> m_queryCache;
   vqString m_sessionId;
   vqString m_userName;
   vqString m_workspaceDir;

@@ -12,11 +12,6 @@ namespace vqkudm::model {
 
 namespace {
 
-bool IsColumnBacked(const vqString& name) {
-  return name == kSmdName || name == kSmdCreateduser || name == kSmdCreatime || name == kSmdUser ||
-         name == kSmdLstmodtime || name == kSmdComment;
-}
-
 void SetText(vqStlMap<vqString, vqVariant>& attributes, const vqString& name, const vqString& value) {
   if (value.empty()) {
     attributes.erase(name);
@@ -26,6 +21,11 @@ void SetText(vqStlMap<vqString, vqVariant>& attributes, const vqString& name, co
 }
 
 }  // namespace
+
+bool IsColumnBackedAttribute(const vqString& name) {
+  return name == kSmdName || name == kSmdCreateduser || name == kSmdCreatime || name == kSmdUser ||
+         name == kSmdLstmodtime || name == kSmdComment;
+}
 
 void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity) {
   vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> definitions;
@@ -62,7 +62,7 @@ void CheckUniqueAttributes(const UDMAbstractBaseEntity& entity, store::EntitySto
 void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
                            vqStlVector<std::pair<vqString, vqVariant>>& out) {
   for (const auto& [name, value] : attributes) {
-    if (!IsColumnBacked(name)) out.emplace_back(name, value);
+    if (!IsColumnBackedAttribute(name)) out.emplace_back(name, value);
   }
 }
 

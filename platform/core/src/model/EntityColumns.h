@@ -28,6 +28,8 @@ void CheckUniqueAttributes(const UDMAbstractBaseEntity& entity, store::EntitySto
 // The attributes to store as typed values: all but the column-backed ones.
 void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
                            vqStlVector<std::pair<vqString, vqVariant>>& out);
+// Whether the repository keeps this system attribute in a column of its own.
+bool IsColumnBackedAttribute(const vqString& name);
 // Sets the column-backed attributes from a stored record.
 void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqString, vqVariant>& attributes);
 

@@ -127,10 +127,12 @@ boost::shared_ptr<const UDMChangeRecord> UDMSession::Notify(SignalOption op,
 }
 
 void UDMSession::LogChange(SignalOption op, const UDMUID& uid, const UDMUID& child) {
+  m_queryCache.clear();
   m_store->AppendChange(ChangeEntry(op, uid, child));
 }
 
 void UDMSession::LogChanges(SignalOption op, const std::vector<UDMUID>& uids) {
+  m_queryCache.clear();
   std::vector<store::ChangeLogEntry> entries;
   entries.reserve(uids.size());
   for (const UDMUID& uid : uids) entries.push_back(ChangeEntry(op, uid, UDMUID()));
@@ -413,9 +415,6 @@ unsigned long long UDMSession::GetDeletedContentsSize() {
   return static_cast<unsigned long long>(m_store->CountDeletedContents());
 }
 
-void UDMSession::GetDeletedContents(vqStlVector<std::pair<UDMUID, vqString>>& out) {
-  for (auto& entry : m_store->GetDeletedContents()) out.push_back(std::move(entry));
-}
 
 void UDMSession::GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) {
   vqString className;

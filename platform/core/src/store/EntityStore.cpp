@@ -239,6 +239,32 @@ bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
   return true;
 }
 
+vqlm::ResultSet EntityStore::Select(const vqString& sql, const vqStlVector<vqVariant>& params) {
+  vqlm::ResultSet rows;
+  const vqlm::DbStatus status = m_db->ExecSqlQuery(sql, params, rows);
+  if (!status) Fail("repository query failed", status);
+  return rows;
+}
+
+std::map<vqString, vqStlMap<vqString, vqVariant>> EntityStore::GetAttributesOf(const std::vector<vqString>& uids) {
+  std::map<vqString, vqStlMap<vqString, vqVariant>> out;
+  constexpr std::size_t kBatch = 500;
+  for (std::size_t at = 0; at < uids.size(); at += kBatch) {
+    vqString sql = "SELECT uid, name, type, text_value, num_value FROM udm_attribute WHERE uid IN (";
+    vqStlVector<vqVariant> params;
+    for (std::size_t i = at; i < std::min(uids.size(), at + kBatch); ++i) {
+      sql += params.empty() ? "?" : ", ?";
+      params.push_back(uids[i]);
+    }
+    const vqlm::ResultSet rows = Select(sql + ")", params);
+    for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+      out[rows.GetValue(i, 0).ToString()][rows.GetValue(i, 1).ToString()] =
+          DecodeAttribute(ToInt64(rows.GetValue(i, 2)), rows.GetValue(i, 3), rows.GetValue(i, 4));
+    }
+  }
+  return out;
+}
+
 bool EntityStore::IsValueTaken(const vqString& name, const vqString& value, const vqString& exceptDmid) {
   if (!m_dialect.keyLock.empty()) Query(m_dialect.keyLock.c_str(), {name + "=" + value});
   return !Query("SELECT 1 FROM udm_attribute a JOIN udm_revision r ON r.uid = a.uid AND r.state = 0"
@@ -405,17 +431,12 @@ void EntityStore::Obliterate(const vqString& dmid) {
   Execute("DELETE FROM udm_entity WHERE dmid = ?", {dmid});
 }
 
-std::vector<std::pair<UDMUID, vqString>> EntityStore::GetDeletedContents() {
-  const vqlm::ResultSet rows = Query(
-      "SELECT r.uid, e.cdef FROM udm_entity e JOIN udm_revision r"
+vqlm::ResultSet EntityStore::GetDeletedContents() {
+  return Query(
+      "SELECT r.uid, e.cdef, r.name, e.deleted FROM udm_entity e JOIN udm_revision r"
       " ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"
       " WHERE e.deleted = ? ORDER BY e.dmid",
       {vqVariant(1)});
-  std::vector<std::pair<UDMUID, vqString>> deleted;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
-    deleted.emplace_back(UDMUID(*rows.GetValue(i, 0).GetString()), *rows.GetValue(i, 1).GetString());
-  }
-  return deleted;
 }
 
 std::int64_t EntityStore::CountDeletedContents() {

@@ -4,6 +4,7 @@
 // its values as bound parameters and works on every supported database.
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -168,7 +169,12 @@ class EntityStore {
   // Removes the entity, its revisions and every link to or from it.
   void Obliterate(const vqString& dmid);
   // Latest revisions of deleted entities: identifier and definition, oldest first.
-  std::vector<std::pair<UDMUID, vqString>> GetDeletedContents();
+  // Rows (uid, cdef, name, deleted), as queries give them.
+  vqlm::ResultSet GetDeletedContents();
+  // A statement built at run time (queries); values are bound, never spliced.
+  vqlm::ResultSet Select(const vqString& sql, const vqStlVector<vqVariant>& params);
+  // The stored attributes of each of these revisions, in few queries.
+  std::map<vqString, vqStlMap<vqString, vqVariant>> GetAttributesOf(const std::vector<vqString>& uids);
   std::int64_t CountDeletedContents();
   void InsertReferences(const vqString& sourceDmid, const std::vector<TargetRecord>& targets, int fromRevision);
   void InsertClassifications(const vqString& itemDmid, const std::vector<TargetRecord>& categories,

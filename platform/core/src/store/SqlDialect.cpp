@@ -4,8 +4,9 @@ namespace vqkudm::store {
 
 const SqlDialect& SqlDialect::Sqlite() {
   // BEGIN IMMEDIATE already holds the write lock for the whole transaction.
+  // lower() folds ASCII only; LIKE would fold case too, GLOB does not.
   static const SqlDialect dialect{"sqlite", "INTEGER", "REAL", "BLOB",
-                                  "INTEGER PRIMARY KEY AUTOINCREMENT", "", "", ""};
+                                  "INTEGER PRIMARY KEY AUTOINCREMENT", "", "", "", "", "lower(", ")", true};
   return dialect;
 }
 
@@ -17,7 +18,11 @@ const SqlDialect& SqlDialect::Postgres() {
                                   // A sequence number is taken at insert but seen at commit:
                                   // without this a reader could pass over a later-committed
                                   // lower number for good.
-                                  "SELECT pg_advisory_xact_lock(7364529182)"};
+                                  "SELECT pg_advisory_xact_lock(7364529182)",
+                                  " COLLATE \"C\"",
+                                  "translate(",
+                                  ", 'ABCDEFGHIJKLMNOPQRSTUVWXYZ', 'abcdefghijklmnopqrstuvwxyz')",
+                                  false};
   return dialect;
 }
 

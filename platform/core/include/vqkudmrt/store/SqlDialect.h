@@ -24,6 +24,13 @@ struct VQKUDMRT_API SqlDialect {
   // Statement run before appending to the change log so that entries become
   // visible in the order of their sequence numbers. Empty where writers never overlap.
   vqString changeLogLock;
+  // Appended to a text column so that comparisons and sorting follow byte
+  // order, as they do in memory.
+  vqString textCollation;
+  // Around a text expression: folds ASCII letters to lower case, nothing else.
+  vqString foldOpen, foldClose;
+  // Wildcard matching of * and ?: GLOB (as is) or LIKE (translated to % and _).
+  bool matchWithGlob = false;
 
   static const SqlDialect& Sqlite();
   static const SqlDialect& Postgres();

@@ -1,0 +1,195 @@
+#include "QuerySql.h"
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMConfiguration.h>
+#include <vqkudmrt/UDMContentDefinition.h>
+#include <vqkudmrt/UDMQuerySettings.h>
+
+namespace vqkudm::query {
+
+namespace {
+
+class Compiler {
+ public:
+  Compiler(const Options& options, const UDMConfiguration& schema, const store::SqlDialect& dialect)
+      : m_options(options), m_schema(schema), m_dialect(dialect) {}
+
+  vqString Condition(const Node& node, vqStlVector<vqVariant>& params) {
+    switch (node.kind) {
+      case Node::And:
+      case Node::Or: {
+        vqString sql = "(";
+        for (std::size_t i = 0; i < node.children.size(); ++i) {
+          if (i) sql += node.kind == Node::And ? " AND " : " OR ";
+          sql += Condition(*node.children[i], params);
+        }
+        return sql + ")";
+      }
+      case Node::Not: return "NOT " + Condition(*node.children.front(), params);
+      case Node::Callback: return "1 = 1";
+      case Node::Compare: break;
+    }
+    if (node.field == Field::Attribute) {
+      params.push_back(node.attribute);
+      const bool numeric = node.values.front().GetDouble() != nullptr;
+      return "EXISTS (SELECT 1 FROM udm_attribute a WHERE a.uid = r.uid AND a.name = ? AND " +
+             Comparison(node, numeric ? "a.num_value" : "a.text_value", numeric, params) + ")";
+    }
+    return Comparison(node, Column(node.field), IsNumericField(node.field), params);
+  }
+
+  // The ASCII-folded form of a text expression.
+  vqString Fold(const vqString& expression) const { return m_dialect.foldOpen + expression + m_dialect.foldClose; }
+  vqString Text(const vqString& column, bool fold) const {
+    return fold ? Fold(column) + m_dialect.textCollation : column + m_dialect.textCollation;
+  }
+
+  static vqString Column(Field field) {
+    switch (field) {
+      case Field::Cdef: return "e.cdef";
+      case Field::Class: return "e.class";
+      case Field::Name: return "r.name";
+      case Field::Uid: return "r.uid";
+      case Field::Revision: return "r.revision";
+      case Field::CreatedBy: return "e.created_by";
+      case Field::Created: return "e.created_time";
+      case Field::ModifiedBy: return "r.modified_by";
+      case Field::Modified: return "r.modified_time";
+      case Field::Comment: return "r.comment";
+      case Field::Attribute: break;
+    }
+    return "NULL";
+  }
+
+ private:
+  vqString Comparison(const Node& node, const vqString& column, bool numeric, vqStlVector<vqVariant>& params) {
+    const bool fold = !numeric && (m_options.ignoreCase || node.foldCase);
+    auto literal = [&](const vqVariant& value) {
+      params.push_back(numeric || !fold ? value : vqVariant(FoldCase(*value.GetString())));
+      return vqString("?");
+    };
+    const vqString lhs = numeric ? column : Text(column, fold);
+    switch (node.op) {
+      case Op::In: {
+        vqString sql = lhs + " IN (";
+        for (std::size_t i = 0; i < node.values.size(); ++i) sql += (i ? ", " : "") + literal(node.values[i]);
+        return sql + ")";
+      }
+      case Op::Like: return Like(fold ? Fold(column) : column, *node.values.front().GetString(), fold, params);
+      case Op::IsA: {
+        // The definition and every definition derived from it, by name.
+        const vqString wanted = *node.values.front().GetString();
+        vqString sql = lhs + " IN (" + literal(node.values.front());
+        if (node.field == Field::Cdef) {
+          for (const auto& definition : m_schema.GetContentDefinitions()) {
+            for (auto base = definition->GetBaseDefinition(); base; base = base->GetBaseDefinition()) {
+              const bool same = fold ? FoldCase(base->GetType()) == FoldCase(wanted) : base->GetType() == wanted;
+              if (!same) continue;
+              sql += ", " + literal(vqVariant(definition->GetType()));
+              break;
+            }
+          }
+        }
+        return sql + ")";
+      }
+      default: break;
+    }
+    static const char* const ops[] = {"=", "<>", "<", "<=", ">", ">="};
+    return lhs + " " + ops[static_cast<int>(node.op)] + " " + literal(node.values.front());
+  }
+
+  vqString Like(const vqString& column, const vqString& pattern, bool fold, vqStlVector<vqVariant>& params) {
+    const vqString text = fold ? FoldCase(pattern) : pattern;
+    vqString translated;
+    if (m_dialect.matchWithGlob) {
+      for (char c : text) translated += c == '[' ? vqString("[[]") : vqString(1, c);
+      params.push_back(translated);
+      return column + " GLOB ?";
+    }
+    for (char c : text) {
+      if (c == '*') {
+        translated += '%';
+      } else if (c == '?') {
+        translated += '_';
+      } else {
+        if (c == '%' || c == '_' || c == '\\') translated += '\\';
+        translated += c;
+      }
+    }
+    params.push_back(translated);
+    return column + m_dialect.textCollation + " LIKE ? ESCAPE '\\'";
+  }
+
+  const Options& m_options;
+  const UDMConfiguration& m_schema;
+  const store::SqlDialect& m_dialect;
+};
+
+}  // namespace
+
+bool NeedsMemory(const Node& node) {
+  if (node.kind == Node::Callback) return true;
+  for (const NodePtr& child : node.children) {
+    if (NeedsMemory(*child)) return true;
+  }
+  return false;
+}
+
+SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& options,
+                           const UDMQuerySettings* settings, const UDMConfiguration& schema,
+                           const store::SqlDialect& dialect, bool countOnly) {
+  Compiler compiler(options, schema, dialect);
+  SqlStatement out;
+  vqStlVector<vqVariant> joinParams, whereParams, orderParams;
+  vqString joins, order;
+  if (settings && !countOnly) {
+    // Sort keys first: their joins come before the WHERE clause.
+    auto direction = [](bool descending) { return vqString(descending ? " DESC" : " ASC"); };
+    if (settings->GetSortByCdefName()) {
+      order += compiler.Text("e.cdef", options.ignoreCase) + direction(settings->GetSortByCdefNameDescending()) + ", ";
+    }
+    if (settings->GetSortByCdefDispName()) {
+      vqString byDisplay = "CASE e.cdef";
+      for (const auto& definition : schema.GetContentDefinitions()) {
+        byDisplay += " WHEN ? THEN ?";
+        orderParams.push_back(definition->GetType());
+        vqString display;
+        definition->DisplayName(display);
+        orderParams.push_back(options.ignoreCase ? FoldCase(display) : display);
+      }
+      byDisplay += " ELSE e.cdef END";
+      order += byDisplay + dialect.textCollation + direction(settings->GetSortByCdefDispNameDescending()) + ", ";
+    }
+    for (std::uint64_t i = 0; i < settings->GetSortByMetadataNr(); ++i) {
+      const vqString alias = "s" + std::to_string(i);
+      joins += " LEFT JOIN udm_attribute " + alias + " ON " + alias + ".uid = r.uid AND " + alias + ".name = ?";
+      joinParams.push_back(settings->GetSortByMetadataName(i));
+      const vqString dir = direction(settings->GetSortByMetadataIsDescending(i));
+      // Entities without the attribute come last either way, on every database.
+      order += "(" + alias + ".text_value IS NULL) ASC, " + alias + ".num_value" + dir + ", " +
+               compiler.Text(alias + ".text_value", options.ignoreCase) + dir + ", ";
+    }
+  }
+  vqString where = " WHERE e.class <> ?";
+  whereParams.push_back(kClassRelation);
+  if (!scope.allRevisions) where += " AND r.revision = e.latest_rev";
+  if (!scope.includeDeleted) where += " AND e.deleted = 0";
+  if (!scope.searchInExcluded) {
+    for (const auto& definition : schema.GetContentDefinitions()) {
+      if (!definition->GetMetaFlag(kKeyExcludeinsearch)) continue;
+      where += " AND e.cdef <> ?";
+      whereParams.push_back(definition->GetType());
+    }
+  }
+  if (node) where += " AND " + compiler.Condition(*node, whereParams);
+
+  out.sql = vqString(countOnly ? "SELECT count(*)" : "SELECT r.uid, e.cdef, r.name, e.deleted") +
+            " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0" + joins + where;
+  if (!countOnly) out.sql += " ORDER BY " + order + "r.dmid, r.revision";
+  for (auto* part : {&joinParams, &whereParams, &orderParams}) {
+    out.params.insert(out.params.end(), part->begin(), part->end());
+  }
+  return out;
+}
+
+}  // namespace vqkudm::query
