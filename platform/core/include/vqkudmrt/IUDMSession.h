@@ -50,6 +50,15 @@ class VQKUDMRT_API IUDMSession {
   // A new entity of the definition `cdefType` named `name`, revision 0,
   // checked out to this session's user and visible only here until persisted.
   // An invalid `uid` lets the session choose the identifier.
+  // Loads the definitions of a definition file (e.g. one written by
+  // vqlm::ContentDefinitionModifier), checks them against the stored data
+  // (no attribute that holds values may go away or change its type, and no
+  // new mandatory attribute without a default may come to a definition that
+  // has entities), installs them and stores them in the repository, so that
+  // every session opened on it from now on has them. Raises UDMException
+  // naming the file and the reason; returns true.
+  virtual bool UpdateContentDefinition(const vqString& path) = 0;
+
   // Queries (docs/queries.md). A query text is parsed and checked against
   // the schema; its syntax errors give the position and the token. Mode 1
   // runs it on the latest revisions, mode 2 on every stored revision; deleted

@@ -19,6 +19,15 @@ class UDMConfiguration;
 
 class VQKUDMRT_API UDMContentDefinition {
  public:
+  // An attribute whose value is made of others': their texts joined by a delimiter.
+  struct Composite {
+    vqString name;
+    vqString type;
+    vqString displayName;
+    vqStlVector<vqString> members;
+    vqString delimiter;
+  };
+
   struct Fields {
     vqString type;
     vqString displayName;
@@ -29,6 +38,7 @@ class VQKUDMRT_API UDMContentDefinition {
     vqStlMap<vqString, vqString> meta;
     vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> attributes;  // own, in file order
     vqStlVector<boost::shared_ptr<UDMChildGroup>> groups;                // own, in file order
+    vqStlVector<Composite> composites;                                   // own, in file order
   };
 
   UDMContentDefinition(const Fields& fields, const boost::weak_ptr<UDMConfiguration>& configuration);
@@ -58,6 +68,8 @@ class VQKUDMRT_API UDMContentDefinition {
   vqString GetMetaValue(const vqString& name) const;
   bool GetMetaFlag(const vqString& name) const;
   bool DerivesFrom(const vqString& type) const;
+  // The composite attribute of that name, here or on a base; null when none.
+  const Composite* GetComposite(const vqString& name) const;
   // The definition this one derives from; null for a root definition.
   boost::shared_ptr<UDMContentDefinition> GetBaseDefinition() const { return m_base; }
 

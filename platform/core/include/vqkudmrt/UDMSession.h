@@ -54,6 +54,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   void ObliterateEntity(const UDMUID& uid, bool recursive) override;
   unsigned long long GetDeletedContentsSize() override;
   void GetDeletedContents(vqStlVector<UDMQueryResultEntity>& out) override;
+  bool UpdateContentDefinition(const vqString& path) override;
   boost::shared_ptr<UDMQuery> CreateQuery(const vqString& text, bool searchInExcluded, int reserved) override;
   void ExecuteQuery(const boost::shared_ptr<UDMQuery>& query, int mode, bool includeDeleted,
                     vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
@@ -156,6 +157,8 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   vqStlVector<UDMQueryResultEntity> RunQuery(const QueryRun& run, std::uint64_t* total,
                                              std::pair<std::uint64_t, std::uint64_t> page);
   void AddContent(vqStlVector<UDMQueryResultEntity>& rows);
+  // Installs the definitions stored in the repository over the configured ones.
+  void ApplyStoredDefinitions();
   store::ChangeLogEntry ChangeEntry(SignalOption op, const UDMUID& uid, const UDMUID& child) const;
 
   boost::shared_ptr<UDMSessionConfig> m_config;

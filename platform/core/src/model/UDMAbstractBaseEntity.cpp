@@ -21,6 +21,15 @@ UDMAbstractBaseEntity::~UDMAbstractBaseEntity() = default;
 vqVariant UDMAbstractBaseEntity::GetAttributeValue(const vqString& name) const {
   auto it = m_attributes.find(name);
   if (it != m_attributes.end()) return it->second;
+  if (const UDMContentDefinition::Composite* composite = m_cdef->GetComposite(name)) {
+    vqString joined;
+    for (std::size_t i = 0; i < composite->members.size(); ++i) {
+      auto member = m_attributes.find(composite->members[i]);
+      if (i) joined += composite->delimiter;
+      if (member != m_attributes.end()) joined += member->second.ToString();
+    }
+    return vqVariant(joined);
+  }
   if (!m_cdef->GetAttributeDefinition(name)) {
     ThrowInvalidArgException(UDM_FUNCSIG,
                              ToString("") + " has no attribute \"" + name + "\"", ExcSubNotFound);

@@ -140,6 +140,30 @@ UDMContentDefinition::Fields ParseDefinition(const Source& source, const pugi::x
     }
     fields.groups.push_back(definition);
   }
+  for (pugi::xml_node element : node.children("composite")) {
+    UDMContentDefinition::Composite composite;
+    composite.name = source.Required(element, "name");
+    composite.type = element.attribute("type").value();
+    composite.displayName = element.attribute("displayname").value();
+    composite.delimiter = element.attribute("delimiter").value();
+    for (pugi::xml_node member : element.children("member")) {
+      const vqString name = source.Required(member, "name");
+      bool known = false;
+      for (const auto& attribute : fields.attributes) known = known || attribute->GetName() == name;
+      if (!known) {
+        source.Fail(member, "composite \"" + composite.name + "\" names \"" + name +
+                                "\", which is not an attribute of \"" + fields.type + "\"");
+      }
+      composite.members.push_back(name);
+    }
+    if (composite.members.empty()) source.Fail(element, "composite \"" + composite.name + "\" has no members");
+    for (const auto& attribute : fields.attributes) {
+      if (attribute->GetName() == composite.name) {
+        source.Fail(element, "composite \"" + composite.name + "\" has the name of an attribute");
+      }
+    }
+    fields.composites.push_back(composite);
+  }
   return fields;
 }
 
@@ -222,6 +246,14 @@ vqString DefinitionToXml(const UDMContentDefinition::Fields& fields) {
     SetFlag(node, "nondisplayable", g.nonDisplayable, false);
     SetFlag(node, "allowduplicatenames", g.allowDuplicateNames, true);
     for (const vqString& type : g.allowedTypes) node.append_child("allowed").append_attribute("type") = type.c_str();
+  }
+  for (const auto& c : fields.composites) {
+    pugi::xml_node node = root.append_child("composite");
+    node.append_attribute("name") = c.name.c_str();
+    if (!c.type.empty()) node.append_attribute("type") = c.type.c_str();
+    if (!c.displayName.empty()) node.append_attribute("displayname") = c.displayName.c_str();
+    node.append_attribute("delimiter") = c.delimiter.c_str();
+    for (const vqString& member : c.members) node.append_child("member").append_attribute("name") = member.c_str();
   }
   std::ostringstream out;
   document.save(out, "  ");

@@ -23,6 +23,14 @@ UDMContentDefinition::UDMContentDefinition(const Fields& fields,
 
 UDMContentDefinition::~UDMContentDefinition() = default;
 
+const UDMContentDefinition::Composite* UDMContentDefinition::GetComposite(const vqString& name) const {
+  for (const Composite& composite : m_fields.composites) {
+    if (composite.name == name) return &composite;
+  }
+  boost::shared_ptr<UDMContentDefinition> base = Base();
+  return base ? base->GetComposite(name) : nullptr;
+}
+
 bool UDMContentDefinition::DerivesFrom(const vqString& type) const {
   // Bounded walk: the configuration refuses cycles, this guards against bugs.
   boost::shared_ptr<UDMContentDefinition> base = Base();

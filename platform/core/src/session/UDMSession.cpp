@@ -66,6 +66,7 @@ boost::shared_ptr<UDMSession> UDMSession::Open(const boost::shared_ptr<UDMSessio
   const session::RepositoryLocation location = session::LocateRepository(*config);
   session->m_store.reset(
       new store::EntityStore(store::OpenRepositoryDatabase(location.driver, location.connection)));
+  session->ApplyStoredDefinitions();
   session->m_vault = location.vaultDir.empty() ? vault::OpenDatabaseVault(*session->m_store)
                                                : vault::OpenDirectoryVault(location.vaultDir);
   session->m_workspaceDir = session::PrepareWorkspace(*config);

@@ -240,6 +240,13 @@ class EntityStore {
   // The chunks of a content in order, each handed to `piece`; false when the content is missing.
   bool ReadContent(const vqString& key, const std::function<void(const vqString&)>& piece);
 
+  // Definitions changed at run time (EntityStoreFiles.cpp).
+  void StoreDefinition(const vqString& type, const vqString& xml, const vqString& time);
+  // (type, xml) of every stored definition.
+  std::vector<std::pair<vqString, vqString>> GetStoredDefinitions();
+  bool HasEntitiesOf(const vqString& cdef);
+  bool HasStoredValues(const vqString& cdef, const vqString& attribute);
+
   // Replaces the draft of `draft.uid`.
   void SaveDraft(const DraftRecord& draft, const vqString& holder, const vqString& sessionId, const vqString& time);
   void DeleteDraft(const UDMUID& uid);

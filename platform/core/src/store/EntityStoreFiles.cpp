@@ -94,4 +94,30 @@ bool EntityStore::ReadContent(const vqString& key, const std::function<void(cons
   }
 }
 
+void EntityStore::StoreDefinition(const vqString& type, const vqString& xml, const vqString& time) {
+  Execute("INSERT INTO udm_definition (type, xml, updated_time) VALUES (?, ?, ?)"
+          " ON CONFLICT (type) DO UPDATE SET xml = excluded.xml, updated_time = excluded.updated_time",
+          {type, xml, time});
+}
+
+std::vector<std::pair<vqString, vqString>> EntityStore::GetStoredDefinitions() {
+  const vqlm::ResultSet rows = Query("SELECT type, xml FROM udm_definition ORDER BY type", {});
+  std::vector<std::pair<vqString, vqString>> out;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    out.emplace_back(rows.GetValue(i, 0).ToString(), rows.GetValue(i, 1).ToString());
+  }
+  return out;
+}
+
+bool EntityStore::HasEntitiesOf(const vqString& cdef) {
+  return !Query("SELECT 1 FROM udm_entity WHERE cdef = ? LIMIT 1", {cdef}).IsEmpty();
+}
+
+bool EntityStore::HasStoredValues(const vqString& cdef, const vqString& attribute) {
+  return !Query("SELECT 1 FROM udm_attribute a JOIN udm_revision r ON r.uid = a.uid"
+                " JOIN udm_entity e ON e.dmid = r.dmid WHERE e.cdef = ? AND a.name = ? LIMIT 1",
+                {cdef, attribute})
+              .IsEmpty();
+}
+
 }  // namespace vqkudm::store
