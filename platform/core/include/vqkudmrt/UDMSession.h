@@ -26,6 +26,8 @@ class EntityStore;
 struct ChangeLogEntry;
 struct RevisionRecord;
 }
+class UDMExportCtrl;
+class UDMImportCtrl;
 class UDMPluginMgr;
 
 class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_from_this<UDMSession> {
@@ -55,6 +57,9 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   unsigned long long GetDeletedContentsSize() override;
   void GetDeletedContents(vqStlVector<UDMQueryResultEntity>& out) override;
   bool UpdateContentDefinition(const vqString& path) override;
+  // The session's export and import controllers (made on first use).
+  boost::shared_ptr<UDMExportCtrl> GetExportCtrl();
+  boost::shared_ptr<UDMImportCtrl> GetImportCtrl();
   boost::shared_ptr<UDMQuery> CreateQuery(const vqString& text, bool searchInExcluded, int reserved) override;
   void ExecuteQuery(const boost::shared_ptr<UDMQuery>& query, int mode, bool includeDeleted,
                     vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
@@ -166,6 +171,8 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   std::unique_ptr<store::EntityStore> m_store;
   std::unique_ptr<vault::ContentVault> m_vault;
   std::map<vqString, boost::weak_ptr<UDMItem>> m_urlIndex;
+  boost::shared_ptr<UDMExportCtrl> m_exportCtrl;
+  boost::shared_ptr<UDMImportCtrl> m_importCtrl;
   // Ordered results of cached paged queries, until this session changes the repository.
   std::map<vqString, vqStlVector<UDMQueryResultEntity>> m_queryCache;
   vqString m_sessionId;

@@ -240,6 +240,14 @@ class EntityStore {
   // The chunks of a content in order, each handed to `piece`; false when the content is missing.
   bool ReadContent(const vqString& key, const std::function<void(const vqString&)>& piece);
 
+  // Rows as they are, for the importer.
+  void BulkInsertRows(const char* table, const vqStlVector<vqString>& columns,
+                      const std::vector<vqStlVector<vqVariant>>& rows) {
+    BulkInsert(table, columns, rows);
+  }
+  // Makes `revision` the latest of `dmid` if it is newer than the latest.
+  void RaiseLatestRevision(const vqString& dmid, int revision);
+
   // Definitions changed at run time (EntityStoreFiles.cpp).
   void StoreDefinition(const vqString& type, const vqString& xml, const vqString& time);
   // (type, xml) of every stored definition.

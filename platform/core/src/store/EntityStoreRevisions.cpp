@@ -41,6 +41,11 @@ bool EntityStore::AdvanceLatestRevision(const vqString& dmid, int expected, int 
                  {vqVariant(next), dmid, vqVariant(expected)}) == 1;
 }
 
+void EntityStore::RaiseLatestRevision(const vqString& dmid, int revision) {
+  Execute("UPDATE udm_entity SET latest_rev = ? WHERE dmid = ? AND latest_rev < ?",
+          {vqVariant(revision), dmid, vqVariant(revision)});
+}
+
 void EntityStore::InsertRevisions(const std::vector<const RevisionRecord*>& records) {
   std::vector<vqStlVector<vqVariant>> revisions, attributes;
   revisions.reserve(records.size());
