@@ -4,6 +4,7 @@
 #include <vqkudmrt/UDMCondition.h>
 #include <vqkudmrt/UDMQuery.h>
 #include <vqkudmrt/UDMQuerySettings.h>
+#include <vqkudmrt/UDMRelation.h>
 #include <vqkudmrt/UDMSession.h>
 
 #include <set>
@@ -154,6 +155,13 @@ TEST_P(QueryTest, PagesComeFromTheDatabaseOrFromTheCachedOrderAndAreAppended) {
   EXPECT_EQ(page.GetEntities()[0].GetName(), "Crème");
   EXPECT_EQ(page.GetEntities()[2].GetName(), "bolt-m10");
   EXPECT_EQ(page.GetEntities()[0].GetContent().at("mass"), vqVariant(2.0)) << "rows carry their content";
+  UDMItemPtr creme = m_session->FindItemById(page.GetEntities()[0].GetUID(), true, "");
+  m_session->LoadQueryResultContent(creme, page.GetEntities()[0]);
+  EXPECT_EQ(creme->GetAttributeValue("mass"), vqVariant(2.0));
+  EXPECT_EQ(creme->GetName(), "Crème") << "the name lives in its own column and stays";
+  creme->CheckOut("");
+  EXPECT_EQ(Failure([&] { m_session->LoadQueryResultContent(creme, page.GetEntities()[0]); }).first, ExcSubGeneral);
+  creme->UndoCheckOut(-1, GDM_RECURSE_NONE);
 
   UDMQueryResults cached;
   m_session->QueryPagedCached(cached, "", 99, 2, 3, settings, false, false);
@@ -203,6 +211,17 @@ TEST_P(QueryTest, RevisionsDeletedEntitiesAndConditionObjectsFollowTheModes) {
   found.clear();
   m_session->QueryCondition(*shortParts, 1, false, found);
   EXPECT_EQ(Names(found), (std::set<vqString>{"it's"})) << "the deleted hub stays out";
+
+  // Relations filtered by conditions on their ends.
+  ASSERT_TRUE(m_session->CreateRelation(m_items[0], m_items[3], kRelGeneral, false));
+  ASSERT_TRUE(m_session->CreateRelation(m_items[0], m_items[9], kRelGeneral, false));
+  vqStlVector<boost::shared_ptr<UDMRelation>> relations;
+  m_items[0]->GetRelations(relations, 2, nullptr, heavy, true);
+  EXPECT_EQ(relations.size(), 2u);
+  relations.clear();
+  m_items[0]->GetRelations(relations, 2, nullptr, ConditionUtil::FromExpression("material = 'aluminium'"), true);
+  ASSERT_EQ(relations.size(), 1u);
+  EXPECT_EQ(relations[0]->GetRightEntityId(), m_items[3]->GetUID());
 }
 
 UDM_ON_EVERY_BACKEND(QueryTest);

@@ -72,6 +72,13 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   // Stored relations of the item: direction 1 where it is the right end, 2
   // where it is the left end, anything else both; oldest first.
   void GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction);
+  // The same, keeping only relations whose left item meets `leftCondition`
+  // and whose right item meets `rightCondition` (null: any). The ends are
+  // tested in their latest revisions with `latestEnds`, else in the
+  // revisions the relation was made with.
+  void GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction,
+                    const boost::shared_ptr<ICondition>& leftCondition,
+                    const boost::shared_ptr<ICondition>& rightCondition, bool latestEnds);
 
   // Takes the check-out lock so that this session may edit the item. Of two
   // sessions only one wins; the other's error names the holder. Checking out

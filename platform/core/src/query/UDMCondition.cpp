@@ -2,6 +2,8 @@
 
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMItem.h>
+#include <vqkudmrt/UDMRelation.h>
+#include <vqkudmrt/UDMSession.h>
 
 #include "QueryContext.h"
 #include "QueryTree.h"
@@ -196,6 +198,30 @@ bool ConditionUtil::IsConditionMet(const ICondition* condition, const UDMItem& i
 }  // namespace vqkudm
 
 namespace vqkudm {
+
+void UDMItem::GetRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, int direction,
+                           const boost::shared_ptr<ICondition>& leftCondition,
+                           const boost::shared_ptr<ICondition>& rightCondition, bool latestEnds) {
+  vqStlVector<boost::shared_ptr<UDMRelation>> all;
+  GetRelations(all, direction);
+  if (!leftCondition && !rightCondition) {
+    out.insert(out.end(), all.begin(), all.end());
+    return;
+  }
+  boost::shared_ptr<UDMSession> session = GetSession();
+  if (!session) ThrowStateException(UDM_FUNCSIG, ToString("") + " has no session any more", ExcSubNull);
+  auto end = [&](const UDMUID& uid) {
+    return latestEnds ? session->FindLatest(uid.GetDmUid()) : session->FindItemById(uid, true, vqString());
+  };
+  for (const auto& relation : all) {
+    const UDMItemPtr left = end(relation->GetLeftEntityId());
+    const UDMItemPtr right = end(relation->GetRightEntityId());
+    if (left && right && ConditionUtil::IsConditionMet(leftCondition.get(), *left, false) &&
+        ConditionUtil::IsConditionMet(rightCondition.get(), *right, false)) {
+      out.push_back(relation);
+    }
+  }
+}
 
 bool UDMItem::DoesConditionMatch(const boost::shared_ptr<ICondition>& condition, bool ignoreCase) const {
   return ConditionUtil::IsConditionMet(condition.get(), *this, ignoreCase);
