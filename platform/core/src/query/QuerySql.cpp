@@ -14,30 +14,108 @@ class Compiler {
   Compiler(const Options& options, const UDMConfiguration& schema, const store::SqlDialect& dialect)
       : m_options(options), m_schema(schema), m_dialect(dialect) {}
 
-  vqString Condition(const Node& node, vqStlVector<vqVariant>& params) {
+  // `mayDrive`: this condition is a necessary part of the whole (the root or
+  // a conjunct of it), so one attribute comparison may select the candidate
+  // revisions from its index, the others then test each candidate.
+  vqString Condition(const Node& node, vqStlVector<vqVariant>& params, bool mayDrive) {
     switch (node.kind) {
-      case Node::And:
+      case Node::And: return Conjunction(node, params, mayDrive);
       case Node::Or: {
         vqString sql = "(";
         for (std::size_t i = 0; i < node.children.size(); ++i) {
-          if (i) sql += node.kind == Node::And ? " AND " : " OR ";
-          sql += Condition(*node.children[i], params);
+          if (i) sql += " OR ";
+          sql += Condition(*node.children[i], params, false);
         }
         return sql + ")";
       }
-      case Node::Not: return "NOT " + Condition(*node.children.front(), params);
+      case Node::Not: return "NOT " + Condition(*node.children.front(), params, false);
       case Node::Callback: return "1 = 1";
       case Node::Compare: break;
     }
-    if (node.field == Field::Attribute) {
-      params.push_back(node.attribute);
-      const bool numeric = node.values.front().GetDouble() != nullptr;
-      return "EXISTS (SELECT 1 FROM udm_attribute a WHERE a.uid = r.uid AND a.name = ? AND " +
-             Comparison(node, numeric ? "a.num_value" : "a.text_value", numeric, params) + ")";
-    }
+    if (node.field == Field::Attribute) return AttributeCondition({&node}, params, mayDrive);
     return Comparison(node, Column(node.field), IsNumericField(node.field), params);
   }
 
+ private:
+  // Comparisons of one attribute, all of one kind (numeric or text): each
+  // revision has at most one value per attribute, so together they are one
+  // test of that value.
+  vqString AttributeCondition(const std::vector<const Node*>& nodes, vqStlVector<vqVariant>& params, bool drive) {
+    const bool numeric = nodes.front()->values.front().GetDouble() != nullptr;
+    const vqString column = numeric ? "a.num_value" : "a.text_value";
+    params.push_back(nodes.front()->attribute);
+    vqString sql = drive ? "r.uid IN (SELECT a.uid FROM udm_attribute a WHERE a.name = ?"
+                         : "EXISTS (SELECT 1 FROM udm_attribute a WHERE a.uid = r.uid AND a.name = ?";
+    for (const Node* node : nodes) sql += " AND " + Comparison(*node, column, numeric, params);
+    return sql + ")";
+  }
+
+  // How narrow a group of comparisons probably is, without statistics: a
+  // bounded numeric range or an equality beats a text equality beats the rest.
+  static int Narrowness(const std::vector<const Node*>& nodes) {
+    bool lower = false, upper = false, equal = false;
+    for (const Node* node : nodes) {
+      equal = equal || node->op == Op::Equal || node->op == Op::In;
+      lower = lower || node->op == Op::Greater || node->op == Op::GreaterEqual;
+      upper = upper || node->op == Op::Less || node->op == Op::LessEqual;
+    }
+    const bool numeric = nodes.front()->values.front().GetDouble() != nullptr;
+    if (numeric && (equal || (lower && upper))) return 3;
+    if (equal) return 2;
+    return 1;
+  }
+
+  vqString Conjunction(const Node& node, vqStlVector<vqVariant>& params, bool mayDrive) {
+    auto groupable = [&](const Node& child) {
+      return child.kind == Node::Compare && child.field == Field::Attribute && !child.foldCase &&
+             !m_options.ignoreCase && child.op != Op::Like && child.op != Op::IsA && child.op != Op::NotEqual;
+    };
+    // Group the attribute comparisons; remember where each group starts.
+    std::vector<std::vector<const Node*>> groups;
+    std::vector<int> groupAt(node.children.size(), -1);
+    for (std::size_t i = 0; i < node.children.size(); ++i) {
+      const Node& child = *node.children[i];
+      if (!groupable(child)) continue;
+      const bool numeric = child.values.front().GetDouble() != nullptr;
+      int found = -1;
+      for (std::size_t g = 0; g < groups.size() && child.op != Op::In; ++g) {
+        const Node& first = *groups[g].front();
+        if (first.op != Op::In && first.attribute == child.attribute &&
+            (first.values.front().GetDouble() != nullptr) == numeric) {
+          found = static_cast<int>(g);
+        }
+      }
+      if (found < 0) {
+        groups.push_back({&child});
+        groupAt[i] = static_cast<int>(groups.size() - 1);
+      } else {
+        groups[static_cast<std::size_t>(found)].push_back(&child);
+      }
+    }
+    int driver = -1;
+    for (std::size_t g = 0; mayDrive && g < groups.size(); ++g) {
+      if (driver < 0 || Narrowness(groups[g]) > Narrowness(groups[static_cast<std::size_t>(driver)])) {
+        driver = static_cast<int>(g);
+      }
+    }
+    vqString sql = "(";
+    bool first = true;
+    for (std::size_t i = 0; i < node.children.size(); ++i) {
+      const Node& child = *node.children[i];
+      const bool grouped = groupable(child);
+      if (grouped && groupAt[i] < 0) continue;  // written with its group
+      if (!first) sql += " AND ";
+      first = false;
+      if (grouped) {
+        sql += AttributeCondition(groups[static_cast<std::size_t>(groupAt[i])], params, groupAt[i] == driver);
+      } else {
+        sql += Condition(child, params, false);
+      }
+    }
+    return sql + ")";
+  }
+
+ public:
   // The ASCII-folded form of a text expression.
   vqString Fold(const vqString& expression) const { return m_dialect.foldOpen + expression + m_dialect.foldClose; }
   vqString Text(const vqString& column, bool fold) const {
@@ -181,7 +259,7 @@ SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& 
       whereParams.push_back(definition->GetType());
     }
   }
-  if (node) where += " AND " + compiler.Condition(*node, whereParams);
+  if (node) where += " AND " + compiler.Condition(*node, whereParams, true);
 
   out.sql = vqString(countOnly ? "SELECT count(*)" : "SELECT r.uid, e.cdef, r.name, e.deleted") +
             " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0" + joins + where;
