@@ -22,6 +22,7 @@
 #include <vqkudmrt/UDMSessionConfig.h>
 
 #include "ratio_reporter.h"
+#include "workload.h"
 
 using namespace vqkudm;
 namespace fs = std::filesystem;
@@ -56,14 +57,6 @@ std::vector<fs::path> SourceFiles(int count, std::size_t size) {
   return files;
 }
 
-boost::shared_ptr<IUDMSession> OpenSession(const fs::path& dir) {
-  auto config = boost::make_shared<UDMSessionConfig>();
-  config->SetRepositoryBaseDir(dir.string());
-  config->SetRepositoryName("bench");
-  config->SetUserName("bench");
-  return UDMFramework::GetInstance()->CreateSession(config);
-}
-
 std::uintmax_t DirectoryBytes(const fs::path& dir) {
   std::uintmax_t total = 0;
   for (const auto& entry : fs::recursive_directory_iterator(dir)) {
@@ -78,7 +71,7 @@ void BM_CheckInFiles_runtime(benchmark::State& state) {
     state.PauseTiming();
     const fs::path dir = Root() / "repo";
     fs::remove_all(dir);
-    boost::shared_ptr<IUDMSession> session = OpenSession(dir);
+    boost::shared_ptr<IUDMSession> session = OpenBenchSession(dir.string());
     state.ResumeTiming();
 
     UDMItemPtr part = session->CreateEntity(kClassPart, "files", UDMUID());
@@ -153,7 +146,7 @@ void BM_TenRevisionsTenPercentChanged_runtime(benchmark::State& state) {
     const fs::path work = FreshWorkTree();
     const fs::path dir = Root() / "repo";
     fs::remove_all(dir);
-    boost::shared_ptr<IUDMSession> session = OpenSession(dir);
+    boost::shared_ptr<IUDMSession> session = OpenBenchSession(dir.string());
     UDMItemPtr part = session->CreateEntity(kClassPart, "history", UDMUID());
     for (int i = 0; i < kHistoryFiles; ++i) part->AddFile((work / ("f" + std::to_string(i))).string(), true, false, "");
     part->Persist("initial", GDM_RECURSE_NONE, -1, false, true);

@@ -21,7 +21,7 @@
 #include <vqlmidbdriver/DbDriverLoader.h>
 #include <vqlmosa/osaLibrary.h>
 
-#include "part_rows.h"
+#include "workload.h"
 #include "ratio_reporter.h"
 
 using namespace vqkudm;

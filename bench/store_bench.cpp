@@ -19,7 +19,7 @@
 #include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmidbdriver/iDbDriver.h>
 
-#include "part_rows.h"
+#include "workload.h"
 #include "ratio_reporter.h"
 
 using namespace vqkudm;
@@ -34,20 +34,12 @@ fs::path FreshDirectory() {
   return dir;
 }
 
-boost::shared_ptr<IUDMSession> OpenSession(const fs::path& dir) {
-  auto config = boost::make_shared<UDMSessionConfig>();
-  config->SetRepositoryBaseDir(dir.string());
-  config->SetRepositoryName("bench");
-  config->SetUserName("bench");
-  return UDMFramework::GetInstance()->CreateSession(config);
-}
-
 void BM_CreateAndPersistItems_runtime(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
   for (auto _ : state) {
     state.PauseTiming();
     const fs::path dir = FreshDirectory();
-    boost::shared_ptr<IUDMSession> session = OpenSession(dir);
+    boost::shared_ptr<IUDMSession> session = OpenBenchSession(dir.string());
     state.ResumeTiming();
 
     CreateAndPersistParts(*session, count);
@@ -110,7 +102,7 @@ struct ReadFixture {
   explicit ReadFixture(int count) {
     dir = FreshDirectory() / "read";
     fs::create_directories(dir);
-    session = OpenSession(dir);
+    session = OpenBenchSession(dir.string());
     raw = store::OpenRepositoryDatabase("sqlite", (dir / "bench" / "repository.db").string());
     const vqString now = UDMSession::Now();
     std::vector<vqStlVector<vqVariant>> entities, revisions, links;
@@ -205,7 +197,7 @@ void BM_ThousandChildren_runtime(benchmark::State& state) {
     // A new object each round, so the links are read from the repository.
     state.PauseTiming();
     UDMFramework::GetInstance()->DeleteSession(f.session);
-    f.session = OpenSession(f.dir);
+    f.session = OpenBenchSession(f.dir.string());
     state.ResumeTiming();
     vqStlVector<UDMItemPtr> children;
     f.session->FindItemById(f.wide, true, "")->GetChildren(children, "parts");
@@ -276,7 +268,7 @@ void BM_AllRevisionsOfThousand_runtime(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
     // A fresh session each time: nothing may come from its cache.
-    boost::shared_ptr<IUDMSession> session = OpenSession(f.dir);
+    boost::shared_ptr<IUDMSession> session = OpenBenchSession(f.dir.string());
     state.ResumeTiming();
     vqStlVector<UDMItemPtr> revisions = session->FindItemById(f.latest, true, "")->GetAllRevisions();
     if (revisions.size() != 1000) std::abort();
@@ -325,7 +317,7 @@ struct QueryFixture {
                     revisions);
     raw->BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
     raw->Commit();
-    session = OpenSession(dir);
+    session = OpenBenchSession(dir.string());
   }
   ~QueryFixture() {
     UDMFramework::GetInstance()->DeleteSession(session);

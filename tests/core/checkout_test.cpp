@@ -5,8 +5,6 @@
 
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMSession.h>
-#include <vqkudmrt/store/DatabaseOpener.h>
-#include <vqlmidbdriver/DbDriverWrapper.h>
 
 #include <atomic>
 #include <thread>
@@ -34,15 +32,6 @@ class CheckOutTest : public RepositoryTest {
 
 UDMItemPtr Latest(const boost::shared_ptr<IUDMSession>& session, const vqString& dmid) {
   return boost::dynamic_pointer_cast<UDMSession>(session)->FindLatest(dmid);
-}
-
-std::string MessageOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const UDMException& e) {
-    return e.what();
-  }
-  return "";
 }
 
 }  // namespace
@@ -261,28 +250,12 @@ TEST_P(CheckOutTest, CheckingOutAnOldRevisionStartsABranchWhereTheDefinitionAllo
   kpi->CheckOut("");
   kpi->Persist("", GDM_RECURSE_NONE, -1, false, true);
   UDMItemPtr oldKpi = m_session->FindItemById(kpi->GetUID().WithRevision(0), true, "");
-  EXPECT_NE(MessageOf([&] { oldKpi->CheckOut(""); }).find("does not allow branching"), std::string::npos);
+  EXPECT_NE(FailureOf([&] { oldKpi->CheckOut(""); }).second.find("does not allow branching"), std::string::npos);
 }
 
 TEST_P(CheckOutTest, AFailedCheckInChangesNothingAndKeepsTheWork) {
-  struct FailNextCommit : vqlm::DbDriverWrapper {
-    using DbDriverWrapper::DbDriverWrapper;
-    bool armed = false;
-    vqlm::DbStatus Commit() override {
-      if (!armed) return DbDriverWrapper::Commit();
-      armed = false;
-      Target().Rollback();
-      return vqlm::DbStatus::Failure(vqlm::DbFailed, "disk full (injected)");
-    }
-  };
-  // The fault cannot be produced otherwise: a wrapper fails one commit.
-  std::shared_ptr<FailNextCommit> failing;
-  store::SetDriverDecorator([&](std::shared_ptr<vqlm::iDbDriver> db) {
-    failing = std::make_shared<FailNextCommit>(db);
-    return failing;
-  });
-  boost::shared_ptr<IUDMSession> erin = OpenSession("erin");
-  store::SetDriverDecorator(nullptr);
+  std::shared_ptr<FailNextCommitDriver> failing;
+  boost::shared_ptr<IUDMSession> erin = OpenFailingSession("erin", &failing);
   UDMItemPtr project = erin->CreateEntity(kClassProject, "kart", UDMUID());
   UDMItemPtr seat = project->AddChild(erin->CreateEntity(kClassPart, "seat", UDMUID()), "parts");
   project->Persist("", GDM_RECURSE_ALL, -1, false, true);

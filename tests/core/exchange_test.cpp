@@ -120,15 +120,6 @@ class ExchangeTest : public RepositoryTest {
   UDMItemPtr m_project;
 };
 
-std::pair<int, std::string> Failure(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const UDMException& e) {
-    return {e.GetExceptionSubCategory(), e.what()};
-  }
-  return {0, ""};
-}
-
 }  // namespace
 
 TEST_P(ExchangeTest, ExportThenImportIntoAnEmptyRepositoryLosesNothingAndTwiceChangesNothing) {
@@ -205,19 +196,19 @@ TEST_P(ExchangeTest, BadPackagesAndTargetsAreRefusedBeforeAnythingIsWritten) {
   auto rewrite = [&](const std::string& text) { std::ofstream(package / "manifest.json", std::ios::binary) << text; };
 
   rewrite(manifest.substr(0, manifest.size() / 2));
-  EXPECT_EQ(Failure([&] { import(package); }).first, ExcSubSyntax);
+  EXPECT_EQ(FailureOf([&] { import(package); }).first, ExcSubSyntax);
   rewrite(std::string(manifest).replace(manifest.find("\"version\": 1"), 12, "\"version\": 99"));
-  const auto newer = Failure([&] { import(package); });
+  const auto newer = FailureOf([&] { import(package); });
   EXPECT_EQ(newer.first, ExcSubOutOfRange);
   EXPECT_NE(newer.second.find("99"), std::string::npos) << newer.second;
   rewrite(manifest);
   const fs::path content = *fs::directory_iterator(package / "representations");
   fs::rename(content, m_dir / "moved");
-  const auto missing = Failure([&] { import(package); });
+  const auto missing = FailureOf([&] { import(package); });
   EXPECT_EQ(missing.first, ExcSubSyntax);
   EXPECT_NE(missing.second.find("lacks the content"), std::string::npos) << missing.second;
   std::ofstream(content, std::ios::binary) << "not the bytes of that key";
-  EXPECT_EQ(Failure([&] { import(package); }).first, ExcSubSyntax);
+  EXPECT_EQ(FailureOf([&] { import(package); }).first, ExcSubSyntax);
   EXPECT_TRUE(nothingImported());
 
   // An archive entry that would land outside the extraction directory.
@@ -237,18 +228,18 @@ TEST_P(ExchangeTest, BadPackagesAndTargetsAreRefusedBeforeAnythingIsWritten) {
     archive_write_close(a);
     archive_write_free(a);
   }
-  EXPECT_EQ(Failure([&] { import(evil); }).first, ExcSubWrongType);
+  EXPECT_EQ(FailureOf([&] { import(evil); }).first, ExcSubWrongType);
   EXPECT_TRUE(nothingImported());
 
   // Targets that cannot be written.
   std::ofstream(m_dir / "a-file") << "x";
   auto session = boost::dynamic_pointer_cast<UDMSession>(m_session);
-  EXPECT_EQ(Failure([&] {
+  EXPECT_EQ(FailureOf([&] {
               session->GetExportCtrl()->CreateExportOptions(ExportDirectory, (m_dir / "a-file" / "sub").string(), "");
             }).first,
             ExcSubFolderCreation);
-  EXPECT_EQ(Failure([&] { Export("kart", ExportDirectory); }).first, ExcSubIo) << "a package is not overwritten";
-  EXPECT_EQ(Failure([&] { Export("missing/deep/kart.tar", ExportTar); }).first, ExcSubIo);
+  EXPECT_EQ(FailureOf([&] { Export("kart", ExportDirectory); }).first, ExcSubIo) << "a package is not overwritten";
+  EXPECT_EQ(FailureOf([&] { Export("missing/deep/kart.tar", ExportTar); }).first, ExcSubIo);
 }
 
 UDM_ON_EVERY_BACKEND(ExchangeTest);

@@ -2,8 +2,6 @@
 
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMSession.h>
-#include <vqkudmrt/store/DatabaseOpener.h>
-#include <vqlmidbdriver/DbDriverWrapper.h>
 
 #include <fstream>
 #include <iterator>
@@ -161,24 +159,8 @@ TEST_P(FileTest, EachRevisionKeepsItsFilesAndTheLastUserTakesTheContentAlong) {
 }
 
 TEST_P(FileTest, AFailedCheckInLeavesNoRecordWithoutItsContent) {
-  struct FailNextCommit : vqlm::DbDriverWrapper {
-    using DbDriverWrapper::DbDriverWrapper;
-    bool armed = false;
-    vqlm::DbStatus Commit() override {
-      if (!armed) return DbDriverWrapper::Commit();
-      armed = false;
-      Target().Rollback();
-      return vqlm::DbStatus::Failure(vqlm::DbFailed, "disk full (injected)");
-    }
-  };
-  // The fault cannot be produced otherwise: a wrapper fails one commit.
-  std::shared_ptr<FailNextCommit> failing;
-  store::SetDriverDecorator([&](std::shared_ptr<vqlm::iDbDriver> db) {
-    failing = std::make_shared<FailNextCommit>(db);
-    return failing;
-  });
-  boost::shared_ptr<IUDMSession> erin = OpenSession("erin");
-  store::SetDriverDecorator(nullptr);
+  std::shared_ptr<FailNextCommitDriver> failing;
+  boost::shared_ptr<IUDMSession> erin = OpenFailingSession("erin", &failing);
   UDMItemPtr part = erin->CreateEntity(kClassPart, "valve", UDMUID());
   part->AddFile(Write("valve.step", RandomBytes(100000, 2)).string(), true, false, "");
   failing->armed = true;

@@ -71,15 +71,6 @@ class QueryTest : public RepositoryTest {
   std::vector<UDMItemPtr> m_items;
 };
 
-std::pair<int, std::string> Failure(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const UDMException& e) {
-    return {e.GetExceptionSubCategory(), e.what()};
-  }
-  return {0, ""};
-}
-
 }  // namespace
 
 TEST_P(QueryTest, TheDatabaseAndTheItemInMemoryAgreeOnEveryCondition) {
@@ -130,11 +121,11 @@ TEST_P(QueryTest, SyntaxErrorsAndUnknownNamesAreRefusedWithWhereAndWhat) {
       {"name isa 'UDMPart'", "compares the definition"},
   };
   for (const auto& c : cases) {
-    const auto [sub, message] = Failure([&] { m_session->CreateQuery(c.query, false, 0); });
+    const auto [sub, message] = FailureOf([&] { m_session->CreateQuery(c.query, false, 0); });
     EXPECT_EQ(sub, ExcSubSyntax) << c.query;
     EXPECT_NE(message.find(c.fragment), std::string::npos) << message;
   }
-  const auto [sub, message] = Failure([&] { m_session->CreateQuery("colour = 'red'", false, 0); });
+  const auto [sub, message] = FailureOf([&] { m_session->CreateQuery("colour = 'red'", false, 0); });
   EXPECT_EQ(sub, ExcSubNotFound);
   EXPECT_NE(message.find("colour"), std::string::npos) << message;
   EXPECT_EQ(Run("").size(), m_items.size()) << "an empty query finds everything";
@@ -160,7 +151,7 @@ TEST_P(QueryTest, PagesComeFromTheDatabaseOrFromTheCachedOrderAndAreAppended) {
   EXPECT_EQ(creme->GetAttributeValue("mass"), vqVariant(2.0));
   EXPECT_EQ(creme->GetName(), "Crème") << "the name lives in its own column and stays";
   creme->CheckOut("");
-  EXPECT_EQ(Failure([&] { m_session->LoadQueryResultContent(creme, page.GetEntities()[0]); }).first, ExcSubGeneral);
+  EXPECT_EQ(FailureOf([&] { m_session->LoadQueryResultContent(creme, page.GetEntities()[0]); }).first, ExcSubGeneral);
   creme->UndoCheckOut(-1, GDM_RECURSE_NONE);
 
   UDMQueryResults cached;
@@ -172,9 +163,9 @@ TEST_P(QueryTest, PagesComeFromTheDatabaseOrFromTheCachedOrderAndAreAppended) {
   EXPECT_EQ(cached.GetEntities().size(), 5u) << "pages are appended";
   EXPECT_EQ(cached.GetEntities().back().GetName(), "Hub") << "the part without a mass is last";
 
-  EXPECT_EQ(Failure([&] { m_session->QueryPaged(page, "", 8, 3, settings, false, false, false); }).first,
+  EXPECT_EQ(FailureOf([&] { m_session->QueryPaged(page, "", 8, 3, settings, false, false, false); }).first,
             ExcSubOutOfRange);
-  EXPECT_EQ(Failure([&] { m_session->QueryPagedCached(cached, "", 0, 20, 3, settings, false, false); }).first,
+  EXPECT_EQ(FailureOf([&] { m_session->QueryPagedCached(cached, "", 0, 20, 3, settings, false, false); }).first,
             ExcSubOutOfRange);
 }
 
@@ -192,7 +183,7 @@ TEST_P(QueryTest, RevisionsDeletedEntitiesAndConditionObjectsFollowTheModes) {
   EXPECT_EQ(latest[0]->GetRevision(), 1);
   m_session->ExecuteQuery(query, 2, true, all);
   EXPECT_EQ(all.size(), 3u) << "both revisions of the washer and the deleted hub";
-  EXPECT_EQ(Failure([&] { m_session->ExecuteQuery(query, 3, false, all); }).first, ExcSubOutOfRange);
+  EXPECT_EQ(FailureOf([&] { m_session->ExecuteQuery(query, 3, false, all); }).first, ExcSubOutOfRange);
 
   // Condition objects mean what their text means.
   auto heavy = boost::make_shared<UDMAttribCondition>("mass", UDMOpGreater, vqVariant(1));

@@ -8,6 +8,8 @@
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMItem.h>
 #include <vqkudmrt/UDMSessionConfig.h>
+#include <vqkudmrt/store/DatabaseOpener.h>
+#include <vqlmidbdriver/DbDriverWrapper.h>
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
@@ -21,15 +23,33 @@
 #include <sstream>
 #include <string>
 
-// The sub-category of the UDMException an action raises; 0 when it raises none.
-inline int SubCategoryOf(const std::function<void()>& action) {
+
+// The sub-category and message of the UDMException an action raises; (0, "") when none.
+inline std::pair<int, std::string> FailureOf(const std::function<void()>& action) {
   try {
     action();
   } catch (const vqkudm::UDMException& e) {
-    return e.GetExceptionSubCategory();
+    return {e.GetExceptionSubCategory(), e.what()};
   }
-  return 0;
+  return {0, ""};
 }
+
+// Fails the next commit once armed, as a full disk would; everything else
+// runs for real. The fault cannot be produced otherwise.
+class FailNextCommitDriver : public vqlm::DbDriverWrapper {
+ public:
+  using DbDriverWrapper::DbDriverWrapper;
+  bool armed = false;
+  vqlm::DbStatus Commit() override {
+    if (!armed) return DbDriverWrapper::Commit();
+    armed = false;
+    Target().Rollback();
+    return vqlm::DbStatus::Failure(vqlm::DbFailed, "disk full (injected)");
+  }
+};
+
+// The sub-category of the UDMException an action raises; 0 when it raises none.
+inline int SubCategoryOf(const std::function<void()>& action) { return FailureOf(action).first; }
 
 class RepositoryTest : public ::testing::TestWithParam<std::string> {
  protected:
@@ -63,6 +83,18 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
     boost::shared_ptr<vqkudm::IUDMSession> session =
         vqkudm::UDMFramework::GetInstance()->CreateSession(config);
     m_opened.push_back(session);
+    return session;
+  }
+
+  // A session whose database connection fails the next commit when `*driver` is armed.
+  boost::shared_ptr<vqkudm::IUDMSession> OpenFailingSession(const std::string& user,
+                                                            std::shared_ptr<FailNextCommitDriver>* driver) {
+    vqkudm::store::SetDriverDecorator([driver](std::shared_ptr<vqlm::iDbDriver> db) {
+      *driver = std::make_shared<FailNextCommitDriver>(db);
+      return *driver;
+    });
+    boost::shared_ptr<vqkudm::IUDMSession> session = OpenSession(user);
+    vqkudm::store::SetDriverDecorator(nullptr);
     return session;
   }
 

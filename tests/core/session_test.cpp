@@ -3,8 +3,6 @@
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMSession.h>
-#include <vqkudmrt/store/DatabaseOpener.h>
-#include <vqlmidbdriver/DbDriverWrapper.h>
 
 #include <fstream>
 #include <functional>
@@ -86,21 +84,11 @@ TEST_P(RepositoryTest, FailedCommitLeavesNothingBehind) {
   UDMItemPtr parent = m_session->CreateEntity(kClassProject, "rocket", UDMUID());
   UDMItemPtr child = NewPart(*m_session, "fin");
   parent->AddChild(child, "parts");
-  // The fault cannot be produced otherwise: a wrapper fails the commit.
-  struct FailingCommit : vqlm::DbDriverWrapper {
-    using DbDriverWrapper::DbDriverWrapper;
-    vqlm::DbStatus Commit() override {
-      Target().Rollback();
-      return vqlm::DbStatus::Failure(vqlm::DbFailed, "disk full (injected)");
-    }
-  };
-  store::SetDriverDecorator([](std::shared_ptr<vqlm::iDbDriver> db) {
-    return std::make_shared<FailingCommit>(db);
-  });
-  boost::shared_ptr<IUDMSession> failing = OpenSession("carol");
-  store::SetDriverDecorator(nullptr);
+  std::shared_ptr<FailNextCommitDriver> driver;
+  boost::shared_ptr<IUDMSession> failing = OpenFailingSession("carol", &driver);
   UDMItemPtr doomed = failing->CreateEntity(kClassProject, "doomed", UDMUID());
   doomed->AddChild(failing->CreateEntity(kClassPart, "wing", UDMUID()), "parts");
+  driver->armed = true;
   EXPECT_THROW(doomed->Persist("", GDM_RECURSE_ALL, -1, false, true), UDMException);
   EXPECT_TRUE(doomed->IsNew()) << "the object must still hold its unsaved work";
 

@@ -24,15 +24,6 @@ class UrlTest : public RepositoryTest {
   UDMItemPtr m_rocket, m_fin;
 };
 
-std::pair<int, std::string> Failure(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const UDMException& e) {
-    return {e.GetExceptionSubCategory(), e.what()};
-  }
-  return {0, ""};
-}
-
 }  // namespace
 
 TEST_P(UrlTest, UrlsNameEachRevisionAndResolveToItInAnySession) {
@@ -64,7 +55,7 @@ TEST_P(UrlTest, UrlsNameEachRevisionAndResolveToItInAnySession) {
 TEST_P(UrlTest, NewItemsHaveAUrlOnlyWhenAskedLeniently) {
   m_rocket->CheckOut("");
   UDMItemPtr nose = m_rocket->AddChild(m_session->CreateEntity(kClassPart, "nose", UDMUID()), "parts");
-  EXPECT_EQ(Failure([&] { nose->GetUrlPath(true); }).first, ExcSubGeneral);
+  EXPECT_EQ(FailureOf([&] { nose->GetUrlPath(true); }).first, ExcSubGeneral);
   const vqString url = nose->GetUrlPath(false);
   EXPECT_EQ(url, "/" + m_repo + "/rocket~v0/parts/nose~v0/");
   EXPECT_FALSE(m_session->FindItemByUrl(url, false)) << "stored links only, until the URL is made";
@@ -88,13 +79,13 @@ TEST_P(UrlTest, MalformedUrlsAreRefusedSayingWhy) {
       {"a/P~x/b", "Unable to obtain project version from URL a/P~x/b during where used query on entity"},
   };
   for (const auto& c : projectVersion) {
-    const auto [sub, message] = Failure([&] { m_session->FindItemByUrl(c.url, false); });
+    const auto [sub, message] = FailureOf([&] { m_session->FindItemByUrl(c.url, false); });
     EXPECT_EQ(sub, ExcSubGeneral) << c.url;
     EXPECT_EQ(message, c.message);
   }
   for (const char* url : {"a/P~v12/b", "/repo/rocket~v0/parts/", "/repo/rocket~v0//fin~v0/",
                           "/repo/rocket~v0/parts/fin~vone/", "/repo/rocket~v0/parts/fin/"}) {
-    const auto [sub, message] = Failure([&] { m_session->FindItemByUrl(url, false); });
+    const auto [sub, message] = FailureOf([&] { m_session->FindItemByUrl(url, false); });
     EXPECT_EQ(sub, ExcSubSyntax) << url;
     EXPECT_NE(message.find(url), std::string::npos) << message;
   }

@@ -1,9 +1,11 @@
 #pragma once
 
-// The create-and-persist workload shared by the benchmarks: a project with
-// `count` parts of five attributes each, made through the runtime, and the
-// same rows table by table for the raw baselines to write their own way.
+// What the benchmarks share: a session on a local repository, and the
+// create-and-persist workload (a project with `count` parts of five
+// attributes each) made through the runtime, with the same rows table by
+// table for the raw baselines to write their own way.
 
+#include <string>
 #include <vector>
 
 #include <vqkudmrt/IUDMSession.h>
@@ -16,6 +18,9 @@ struct TableRows {
   vqStlVector<vqString> columns;
   std::vector<vqStlVector<vqVariant>> rows;
 };
+
+// A session on the local repository "bench" under `baseDir`.
+boost::shared_ptr<vqkudm::IUDMSession> OpenBenchSession(const std::string& baseDir);
 
 // Creates the project and its parts in `session` and persists them.
 void CreateAndPersistParts(vqkudm::IUDMSession& session, int count);

@@ -1,12 +1,24 @@
-#include "part_rows.h"
+#include "workload.h"
 
 #include <string>
 
+#include <boost/make_shared.hpp>
+
 #include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMFramework.h>
+#include <vqkudmrt/UDMSessionConfig.h>
 #include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/UDMUID.h>
 
 using namespace vqkudm;
+
+boost::shared_ptr<IUDMSession> OpenBenchSession(const std::string& baseDir) {
+  auto config = boost::make_shared<UDMSessionConfig>();
+  config->SetRepositoryBaseDir(baseDir);
+  config->SetRepositoryName("bench");
+  config->SetUserName("bench");
+  return UDMFramework::GetInstance()->CreateSession(config);
+}
 
 void CreateAndPersistParts(IUDMSession& session, int count) {
   UDMItemPtr project = session.CreateEntity(kClassProject, "bench", UDMUID());
