@@ -368,8 +368,46 @@ void BM_QueryRangePage_baseline(benchmark::State& state) {
   }
 }
 
+// The query's items themselves, in a session that has none of them yet.
+void BM_QueryRangeItems_runtime(benchmark::State& state) {
+  QueryFixture& f = Queries();
+  for (auto _ : state) {
+    state.PauseTiming();
+    boost::shared_ptr<IUDMSession> session = OpenBenchSession(f.dir.string());
+    state.ResumeTiming();
+    vqStlVector<UDMItemPtr> items;
+    session->ExecuteQuery(session->CreateQuery("mass >= 50000 and mass < 50100 and material = 'steel'", false, 0), 1,
+                          false, items);
+    if (items.size() != 50) std::abort();
+    state.PauseTiming();
+    items.clear();
+    UDMFramework::GetInstance()->DeleteSession(session);
+    state.ResumeTiming();
+  }
+}
+
+// The same rows with every column and attribute an item holds.
+void BM_QueryRangeItems_baseline(benchmark::State& state) {
+  QueryFixture& f = Queries();
+  vqlm::ResultSet rows;
+  for (auto _ : state) {
+    f.raw->ExecSqlQuery(
+        "SELECT e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time, r.uid, r.name,"
+        " r.modified_by, r.modified_time, r.comment, a.name, a.type, a.text_value, a.num_value"
+        " FROM udm_attribute m JOIN udm_attribute k ON k.uid = m.uid AND k.name = 'material' AND k.text_value = ?"
+        " JOIN udm_revision r ON r.uid = m.uid AND r.state = 0 JOIN udm_entity e ON e.dmid = r.dmid"
+        " LEFT JOIN udm_attribute a ON a.uid = r.uid"
+        " WHERE m.name = 'mass' AND m.num_value >= ? AND m.num_value < ? AND r.revision = e.latest_rev"
+        " AND e.deleted = 0 ORDER BY r.uid, a.name",
+        {vqVariant("steel"), vqVariant(50000.0), vqVariant(50100.0)}, rows);
+    if (rows.GetRowCount() != 100) std::abort();
+  }
+}
+
 }  // namespace
 
+BENCHMARK(BM_QueryRangeItems_runtime)->Name("QueryRangeItemsOf100k/runtime")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_QueryRangeItems_baseline)->Name("QueryRangeItemsOf100k/baseline")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_QueryRangePage_runtime)->Name("QueryRangePageOf100k/runtime")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_QueryRangePage_baseline)->Name("QueryRangePageOf100k/baseline")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_AllRevisionsOfThousand_runtime)->Name("AllRevisionsOfThousand/runtime")->Unit(benchmark::kMillisecond);

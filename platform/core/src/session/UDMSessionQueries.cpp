@@ -108,7 +108,15 @@ void UDMSession::ExecuteQuery(const boost::shared_ptr<UDMQuery>& query, int mode
   QueryRun run;
   run.node = query->GetNode();
   run.scope = {ModeCheck(mode, UDM_FUNCSIG) == 2, includeDeleted, query->GetSearchInExcluded()};
-  for (const UDMQueryResultEntity& row : RunQuery(run, nullptr, {0, 0})) {
+  const vqStlVector<UDMQueryResultEntity> rows = RunQuery(run, nullptr, {0, 0});
+  // Entities not in the session come in one go, not one query each.
+  std::vector<vqString> missing;
+  for (const UDMQueryResultEntity& row : rows) {
+    if (!FindItemById(row.GetUID(), false, vqString())) missing.push_back(row.GetUID().ToString());
+  }
+  std::vector<boost::shared_ptr<UDMItem>> loaded;
+  for (const store::RevisionRecord& record : m_store->LoadRevisions(missing)) loaded.push_back(Adopt(record));
+  for (const UDMQueryResultEntity& row : rows) {
     if (boost::shared_ptr<UDMItem> item = FindItemById(row.GetUID(), true, vqString())) out.push_back(item);
   }
 }

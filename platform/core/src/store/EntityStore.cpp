@@ -348,6 +348,25 @@ std::vector<LinkedRecord> EntityStore::GetChildRecordsAt(const vqString& parentD
       {parentDmid, vqVariant(revision), vqVariant(revision), group, group}));
 }
 
+std::vector<RevisionRecord> EntityStore::LoadRevisions(const std::vector<vqString>& uids) {
+  std::vector<RevisionRecord> out;
+  constexpr std::size_t kBatch = 500;
+  for (std::size_t at = 0; at < uids.size(); at += kBatch) {
+    vqString sql = "SELECT '' AS grp, 0 AS lvl," UDM_RECORD_COLUMNS
+                   " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
+                   " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.state = 0 AND r.uid IN (";
+    vqStlVector<vqVariant> params;
+    for (std::size_t i = at; i < std::min(uids.size(), at + kBatch); ++i) {
+      sql += params.empty() ? "?" : ", ?";
+      params.emplace_back(uids[i]);
+    }
+    for (LinkedRecord& linked : ReadLinkedRecords(Select(sql + ") ORDER BY r.uid, a.name", params))) {
+      out.push_back(std::move(linked.record));
+    }
+  }
+  return out;
+}
+
 std::vector<RevisionRecord> EntityStore::GetRevisionRecords(const vqString& dmid) {
   std::vector<RevisionRecord> out;
   for (LinkedRecord& linked : ReadLinkedRecords(Query(

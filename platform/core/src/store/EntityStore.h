@@ -212,6 +212,8 @@ class EntityStore {
   void ReplaceReferences(const vqString& sourceDmid, const std::vector<TargetRecord>& targets, int revision);
   void ReplaceClassifications(const vqString& itemDmid, const std::vector<TargetRecord>& categories,
                               int revision);
+  // The stored revisions of these identifiers with their attributes, in few queries.
+  std::vector<RevisionRecord> LoadRevisions(const std::vector<vqString>& uids);
   // Every stored revision of `dmid`, oldest first, with attributes: one query.
   std::vector<RevisionRecord> GetRevisionRecords(const vqString& dmid);
   // Revisions named `name` with that revision number whose entity is a root
