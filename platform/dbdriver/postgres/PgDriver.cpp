@@ -2,7 +2,9 @@
 
 #include <poll.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstdlib>
 
 #include <vqlmidbdriver/DbSqlText.h>
 
@@ -25,15 +27,55 @@ DbStatus PgDriver::NotOpen(const char* what) const {
   return DbStatus::Failure(DbNotOpen, vqString(what) + ": no database is open");
 }
 
-DbStatus PgDriver::Open(const vqString& connection) {
-  Close();
-  PGconn* pg = PQconnectdb(connection.c_str());
+namespace {
+
+// The connect_timeout of a connection string in milliseconds; -1 for none.
+int ConnectTimeoutMs(const vqString& connection) {
+  int timeout = -1;
+  if (PQconninfoOption* options = PQconninfoParse(connection.c_str(), nullptr)) {
+    for (PQconninfoOption* o = options; o->keyword; ++o) {
+      if (vqString(o->keyword) == "connect_timeout" && o->val && *o->val) timeout = std::atoi(o->val) * 1000;
+    }
+    PQconninfoFree(options);
+  }
+  return timeout;
+}
+
+// Connects step by step, so that the errors of the connection are verbose
+// (they carry the server's SQLSTATE) and connect_timeout holds.
+DbStatus Connect(const vqString& connection, PGconn*& out) {
+  PGconn* pg = PQconnectStart(connection.c_str());
   if (!pg) return DbStatus::Failure(DbConnection, "connect: out of memory");
+  PQsetErrorVerbosity(pg, PQERRORS_VERBOSE);
+  const int timeout = ConnectTimeoutMs(connection);
+  PostgresPollingStatusType step = PQstatus(pg) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
+  while (step != PGRES_POLLING_OK && step != PGRES_POLLING_FAILED) {
+    pollfd socket{PQsocket(pg), static_cast<short>(step == PGRES_POLLING_READING ? POLLIN : POLLOUT), 0};
+    const int ready = ::poll(&socket, 1, timeout);
+    if (ready == 0) {
+      PQfinish(pg);
+      return DbStatus::Failure(DbConnection, "connect: the server did not answer within the connect_timeout", "08001");
+    }
+    if (ready < 0 && errno != EINTR) break;
+    step = PQconnectPoll(pg);
+  }
   if (PQstatus(pg) != CONNECTION_OK) {
     DbStatus status = ConnectFailure(pg);
     PQfinish(pg);
     return status;
   }
+  PQsetErrorVerbosity(pg, PQERRORS_DEFAULT);
+  out = pg;
+  return DbStatus();
+}
+
+}  // namespace
+
+DbStatus PgDriver::Open(const vqString& connection) {
+  Close();
+  PGconn* pg = nullptr;
+  const DbStatus connected = Connect(connection, pg);
+  if (!connected) return connected;
   m_connection = pg;
   // Server notices (e.g. "relation already exists, skipping") are not errors.
   PQsetNoticeProcessor(m_connection, [](void*, const char*) {}, nullptr);
@@ -57,9 +99,11 @@ void PgDriver::ForgetStatements() {
 DbStatus PgDriver::EnsureConnected(const char* what) {
   if (!m_connection) return NotOpen(what);
   if (PQstatus(m_connection) == CONNECTION_OK || m_inTransaction) return DbStatus();
+  PQsetErrorVerbosity(m_connection, PQERRORS_VERBOSE);
   PQreset(m_connection);
   ForgetStatements();
   if (PQstatus(m_connection) != CONNECTION_OK) return ConnectFailure(m_connection);
+  PQsetErrorVerbosity(m_connection, PQERRORS_DEFAULT);
   for (const vqString& channel : m_listening) {
     DbStatus status = Exec("LISTEN " + QuoteSqlIdentifier(channel), nullptr);
     if (!status) return status;

@@ -1,5 +1,7 @@
 #include "PgErrors.h"
 
+#include <cctype>
+
 namespace vqlm::postgres {
 
 namespace {
@@ -44,11 +46,25 @@ DbStatus ToStatus(PGconn* connection, const PGresult* result, const vqString& co
 }
 
 DbStatus ConnectFailure(PGconn* connection) {
-  const vqString reason = OneLine(PQerrorMessage(connection));
-  // The server asked for a password: it was missing or it was refused.
-  const bool credentials = PQconnectionNeedsPassword(connection) || PQconnectionUsedPassword(connection);
-  return DbStatus::Failure(credentials ? DbAuthentication : DbConnection, "connect: " + reason,
-                           credentials ? "28P01" : "08001");
+  // Connection errors come as text only; with verbose errors the server's
+  // SQLSTATE stands in it after the severity: "FATAL:  28P01: password ...".
+  vqString text = PQerrorMessage(connection);
+  vqString sqlState;
+  const std::size_t severityEnd = text.find(":  ");
+  if (severityEnd != vqString::npos && severityEnd + 8 < text.size() && text[severityEnd + 8] == ':') {
+    const vqString code = text.substr(severityEnd + 3, 5);
+    bool valid = true;
+    for (char c : code) valid = valid && (std::isdigit(static_cast<unsigned char>(c)) || std::isupper(static_cast<unsigned char>(c)));
+    if (valid) {
+      sqlState = code;
+      text.erase(severityEnd + 3, 7);
+    }
+  }
+  const std::size_t location = text.find("\nLOCATION:");
+  if (location != vqString::npos) text.erase(location);
+  const DbErrorKind kind = sqlState.empty() ? DbConnection : KindOfSqlState(sqlState);
+  return DbStatus::Failure(kind == DbFailed ? DbConnection : kind, "connect: " + OneLine(text.c_str()),
+                           sqlState.empty() ? vqString("08001") : sqlState);
 }
 
 }  // namespace vqlm::postgres

@@ -12,7 +12,8 @@ namespace vqlm::postgres {
 DbStatus ToStatus(PGconn* connection, const PGresult* result, const vqString& context);
 
 // A failed connection attempt, told apart as refused credentials or an
-// unreachable or unusable server.
+// unreachable or unusable server. Make connections with verbose errors
+// (PQERRORS_VERBOSE) so that the server's SQLSTATE can be read.
 DbStatus ConnectFailure(PGconn* connection);
 
 }  // namespace vqlm::postgres
