@@ -74,6 +74,12 @@ TEST_P(ReferenceTest, ItemsAreClassifiedUnderACategoryTree) {
   boost::dynamic_pointer_cast<UDMClassification>(roots[0])->GetChildClassifications(children, 5);
   ASSERT_EQ(children.size(), 1u);
   EXPECT_EQ(children[0]->GetName(), "fasteners");
+
+  EXPECT_EQ(SubCategoryOf([&] { m_session->ObliterateClassification(nullptr, false); }), ExcSubNull);
+  m_session->ObliterateClassification(purchased, true);
+  vqStlVector<boost::shared_ptr<UDMClassification>> left;
+  OpenSession("carol")->FindItemById(bolt->GetUID(), true, "")->GetClassifications(left, true);
+  EXPECT_TRUE(left.empty()) << "the tree went with its root, and the classifications with it";
 }
 
 UDM_ON_EVERY_BACKEND(ReferenceTest);

@@ -19,7 +19,8 @@ class SchemaEditTest : public RepositoryTest {
         << "<definitions><contentdefinition type=\"Gadget\" derivedfrom=\"UDMItem\">"
            "<attribute name=\"serial\" type=\"String\"/>"
            "<attribute name=\"maker\" type=\"String\"/></contentdefinition>"
-           "<contentdefinition type=\"Widget\" derivedfrom=\"UDMItem\"/></definitions>";
+           "<contentdefinition type=\"Widget\" derivedfrom=\"UDMItem\"><meta name=\"udm_isProto\" value=\"true\"/>"
+           "</contentdefinition></definitions>";
     std::ofstream(m_dir / "udmconfig.xml")
         << "<udmconfig><definitions><file path=\"" << (data / "definitions" / "base.xml").string() << "\"/>"
         << "<file path=\"gadget.xml\"/></definitions></udmconfig>";
@@ -100,6 +101,24 @@ TEST_P(SchemaEditTest, ChangesThatStoredDataForbidsAreRefusedAndChangeNothing) {
   EXPECT_TRUE(m_session->GetContentDefinition("Gadget")->GetAttributeDefinition("maker"));
   EXPECT_FALSE(m_session->GetContentDefinition("Gadget")->GetAttributeDefinition("owner"));
   EXPECT_FALSE(OpenSession("bob")->GetContentDefinition("Gadget")->GetAttributeDefinition("owner"));
+}
+
+TEST_P(SchemaEditTest, TheSessionListsItsDefinitionsAndNamesItself) {
+  vqStlVector<boost::shared_ptr<UDMContentDefinition>> all;
+  m_session->GetAllContentDefinitions(all);
+  const auto position = [&](const vqString& type) {
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      if (all[i]->GetType() == type) return static_cast<int>(i);
+    }
+    return -1;
+  };
+  EXPECT_GE(position("UDMItem"), 0);
+  EXPECT_LT(position("Gadget"), position("Widget")) << "the schema's order";
+  EXPECT_TRUE(m_session->CreateEntity("Widget", "w", UDMUID())->IsPrototype());
+  EXPECT_FALSE(m_session->CreateEntity("Gadget", "g", UDMUID())->IsPrototype());
+  const std::string name = m_session->GetSessionName();
+  EXPECT_NE(name.find("alice@"), std::string::npos) << name;
+  EXPECT_NE(name.find(m_session->GetSessionId()), std::string::npos) << name;
 }
 
 UDM_ON_EVERY_BACKEND(SchemaEditTest);

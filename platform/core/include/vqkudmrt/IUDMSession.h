@@ -19,6 +19,7 @@ namespace vqkudm {
 
 class ICondition;
 class IUDMSlot;
+class UDMClassification;
 class UDMItem;
 class UDMQuery;
 class UDMQuerySettings;
@@ -98,6 +99,10 @@ class VQKUDMRT_API IUDMSession {
   // Removes every revision of the entity and every link to or from it.
   // With `recursive`, its children that have no other parent go too.
   virtual void ObliterateEntity(const UDMUID& uid, bool recursive) = 0;
+  // Obliterates a category (with `recursive` its sub-categories that have no
+  // other parent); the items classified under it are no longer. Raises for a
+  // null category.
+  virtual void ObliterateClassification(const boost::shared_ptr<UDMClassification>& category, bool recursive) = 0;
   virtual unsigned long long GetDeletedContentsSize() = 0;
   // The latest revision of each deleted entity, oldest entity first, appended.
   virtual void GetDeletedContents(vqStlVector<UDMQueryResultEntity>& out) = 0;
@@ -122,6 +127,10 @@ class VQKUDMRT_API IUDMSession {
   virtual boost::shared_ptr<UDMConfiguration> GetConfiguration() const = 0;
   // Null for an unknown name.
   virtual boost::shared_ptr<UDMContentDefinition> GetContentDefinition(const vqString& type) const = 0;
+  // Every content definition of the session's schema, in the schema's order, appended.
+  virtual void GetAllContentDefinitions(vqStlVector<boost::shared_ptr<UDMContentDefinition>>& out) const = 0;
+  // The session as people read it: "<user>@<repository> (<session id>)".
+  virtual vqString GetSessionName() const = 0;
 };
 
 }  // namespace vqkudm

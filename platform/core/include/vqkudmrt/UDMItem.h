@@ -27,6 +27,11 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
  public:
   ~UDMItem() override;
 
+  // Whether the item's definition makes it a prototype (udm_isProto) or an
+  // occurrence of one (udm_isProtoOcc).
+  bool IsPrototype() const;
+  bool IsOccurrence() const;
+
   // Adds `child` to `group` of this item (checked out). Refuses a group the
   // definition does not have or that does not admit the child's definition,
   // the item itself, a child that would close a cycle, a second parent where

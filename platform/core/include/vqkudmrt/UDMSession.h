@@ -54,6 +54,9 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   void DeleteEntity(const UDMUID& uid) override;
   void UndeleteEntity(const UDMUID& uid) override;
   void ObliterateEntity(const UDMUID& uid, bool recursive) override;
+  void ObliterateClassification(const boost::shared_ptr<UDMClassification>& category, bool recursive) override;
+  void GetAllContentDefinitions(vqStlVector<boost::shared_ptr<UDMContentDefinition>>& out) const override;
+  vqString GetSessionName() const override;
   unsigned long long GetDeletedContentsSize() override;
   void GetDeletedContents(vqStlVector<UDMQueryResultEntity>& out) override;
   bool UpdateContentDefinition(const vqString& path) override;

@@ -34,6 +34,10 @@ boost::shared_ptr<UDMSession> model::SessionOf(const UDMAbstractBaseEntity& enti
 
 using model::SessionOf;
 
+bool UDMItem::IsPrototype() const { return m_cdef->GetMetaFlag(kMetaIsProto); }
+
+bool UDMItem::IsOccurrence() const { return m_cdef->GetMetaFlag(kMetaIsProtoOcc); }
+
 void UDMItem::LoadLinks() {
   if (m_linksLoaded) return;
   if (!m_isNew) {

@@ -412,6 +412,20 @@ void UDMSession::ObliterateEntity(const UDMUID& uid, bool recursive) {
   }
 }
 
+void UDMSession::ObliterateClassification(const boost::shared_ptr<UDMClassification>& category, bool recursive) {
+  if (!category) ThrowNullArgument(UDM_FUNCSIG, "classification ");
+  ObliterateEntity(category->GetUID(), recursive);
+}
+
+void UDMSession::GetAllContentDefinitions(vqStlVector<boost::shared_ptr<UDMContentDefinition>>& out) const {
+  const auto& all = m_schema->GetContentDefinitions();
+  out.insert(out.end(), all.begin(), all.end());
+}
+
+vqString UDMSession::GetSessionName() const {
+  return m_userName + "@" + m_config->GetRepositoryName() + " (" + m_sessionId + ")";
+}
+
 unsigned long long UDMSession::GetDeletedContentsSize() {
   return static_cast<unsigned long long>(m_store->CountDeletedContents());
 }
