@@ -1,11 +1,14 @@
 // A tour of the runtime on the embedded default: a repository is created,
-// a small product is built and stored, and a second session reads it back.
+// a small product is built and stored, a second session reads it back,
+// checks a part out and in with a drawing, queries the repository, and the
+// product travels as a package into a second repository.
 //
 //   udm_example [repository-base-directory]
 
 #include <vqkudm/vqkudm.h>
 
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 
 #include <boost/make_shared.hpp>
@@ -14,10 +17,11 @@ using namespace vqkudm;
 
 namespace {
 
-boost::shared_ptr<IUDMSession> Open(const std::string& baseDir, const std::string& user) {
+boost::shared_ptr<IUDMSession> Open(const std::string& baseDir, const std::string& user,
+                                    const std::string& repository = "demo") {
   auto config = boost::make_shared<UDMSessionConfig>();
   config->SetRepositoryBaseDir(baseDir);
-  config->SetRepositoryName("demo");
+  config->SetRepositoryName(repository);
   config->SetWorkspaceBaseDir(baseDir);
   config->SetWorkspaceName("ws-" + user);
   config->SetUserName(user);
@@ -43,7 +47,9 @@ void PrintTree(const UDMItemPtr& item, const std::string& indent) {
 int main(int argc, char** argv) {
   const std::string base =
       argc > 1 ? argv[1] : (std::filesystem::temp_directory_path() / "vqkudm-demo").string();
-  std::filesystem::remove_all(std::filesystem::path(base) / "demo");
+  for (const char* old : {"demo", "demo-copy", "bike.zip", "drawing.pdf"}) {
+    std::filesystem::remove_all(std::filesystem::path(base) / old);
+  }
   std::cout << "Runtime home: " << UDMFramework::GetInstance()->GetInstallLayout().homeDir << "\n"
             << "Repository:   " << base << "/demo\n\n";
 
@@ -94,6 +100,42 @@ int main(int argc, char** argv) {
     std::cout << "\nBob deleted the fork; deleted contents: " << bob->GetDeletedContentsSize();
     bob->UndeleteEntity(seen->GetUID());
     std::cout << ", after restoring it: " << bob->GetDeletedContentsSize() << "\n";
+
+    // Bob revises the frame; alice cannot take it while he holds it.
+    UDMItemPtr bobsFrame = bob->FindItemById(frame->GetUID(), true, "");
+    bobsFrame->CheckOut("lighter tubes");
+    try {
+      frame->CheckOut("");
+    } catch (const UDMException& e) {
+      std::cout << "\nAlice cannot check out the frame:\n  " << e.what() << "\n";
+    }
+    bobsFrame->SetAttribute("mass", vqVariant(1.6));
+    const std::filesystem::path drawing = std::filesystem::path(base) / "drawing.pdf";
+    std::ofstream(drawing) << "%PDF frame drawing";
+    bobsFrame->AddFile(drawing.string(), true, false, "drawings");
+    bobsFrame->Persist("lighter tubes, with drawing", GDM_RECURSE_NONE, -1, false, true);
+    std::cout << "\nThe frame's revisions:\n";
+    for (const UDMItemPtr& revision : bobsFrame->GetAllRevisions()) {
+      std::cout << "  " << revision->GetUID().ToString() << "  mass=" << revision->GetAttributeValue("mass").ToString()
+                << "  comment=" << revision->GetAttributeValue(kSmdComment).ToString() << "\n";
+    }
+
+    vqStlVector<UDMItemPtr> found;
+    bob->ExecuteQuery(bob->CreateQuery("cdef = 'UDMPart' and (mass < 1.7 or partnumber like 'FK-*')", false, 0), 1,
+                      false, found);
+    std::cout << "\nParts lighter than 1.7 or numbered FK-*:";
+    for (const UDMItemPtr& part : found) std::cout << " '" << part->GetName() << "'";
+    std::cout << "\n";
+
+    auto exporter = boost::dynamic_pointer_cast<UDMSession>(bob)->GetExportCtrl();
+    exporter->Export({bob->FindItemById(bike->GetUID(), true, "")}, {}, "bike.zip",
+                     exporter->CreateExportOptions(ExportZip, base, ""));
+    auto carol = boost::dynamic_pointer_cast<UDMSession>(Open(base, "carol", "demo-copy"));
+    vqStlVector<UDMItemPtr> imported, unchanged;
+    carol->GetImportCtrl()->Import(imported, unchanged, base + "/bike.zip", false, true);
+    carol->GetImportCtrl()->TmpDataCleanup();
+    std::cout << "\nExported the bike to " << base << "/bike.zip and imported " << imported.size()
+              << " entities into the repository demo-copy.\n";
   } catch (const UDMException& e) {
     std::cerr << "failed: " << e.what() << "\n";
     return 1;
