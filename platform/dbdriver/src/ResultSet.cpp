@@ -14,6 +14,13 @@ int ResultSet::GetColumnIndex(const vqString& name) const {
   return -1;
 }
 
+vqStlVector<vqString> ResultSet::GetColumnTexts(std::size_t column) const {
+  vqStlVector<vqString> texts;
+  texts.reserve(m_rows.size());
+  for (const auto& row : m_rows) texts.push_back(row.at(column).ToString());
+  return texts;
+}
+
 const vqVariant& ResultSet::GetValue(std::size_t row, const vqString& column) const {
   static const vqVariant kNull;
   const int index = GetColumnIndex(column);

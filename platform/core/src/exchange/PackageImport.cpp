@@ -26,10 +26,8 @@ vqVariant Text(const json& value) { return value.is_null() ? vqVariant() : vqVar
 vqVariant Int(const json& value) { return value.is_null() ? vqVariant() : vqVariant(value.get<std::int64_t>()); }
 
 std::set<vqString> Existing(store::EntityStore& store, const char* sql, const std::vector<vqString>& keys) {
-  std::set<vqString> found;
-  const vqlm::ResultSet rows = SelectIn(store, sql, keys, "");
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) found.insert(rows.GetValue(i, 0).ToString());
-  return found;
+  const vqStlVector<vqString> found = SelectIn(store, sql, keys, "").GetColumnTexts(0);
+  return std::set<vqString>(found.begin(), found.end());
 }
 
 // The rows one entity contributes, ready for the tables.

@@ -544,9 +544,8 @@ std::vector<UDMUID> EntityStore::GetRelationsOf(const vqString& dmid, int direct
       " WHERE e.deleted = 0 AND ((? = 1 AND r.left_dmid = ?) OR (? = 1 AND r.right_dmid = ?))"
       " ORDER BY e.dmid",
       {vqVariant(left ? 1 : 0), dmid, vqVariant(right ? 1 : 0), dmid});
-  std::vector<UDMUID> relations;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) relations.emplace_back(rows.GetValue(i, 0).ToString());
-  return relations;
+  const vqStlVector<vqString> uids = rows.GetColumnTexts(0);
+  return std::vector<UDMUID>(uids.begin(), uids.end());
 }
 
 void EntityStore::SetRelationEnd(const UDMUID& relation, bool left, int revision) {

@@ -36,13 +36,11 @@ std::vector<FileRecord> EntityStore::GetFiles(const UDMUID& uid) {
 }
 
 std::vector<vqString> EntityStore::GetContentKeysOf(const vqString& dmid) {
-  const vqlm::ResultSet rows = Query(
-      "SELECT DISTINCT f.content_key FROM udm_file f JOIN udm_revision r ON r.uid = f.uid"
-      " WHERE r.dmid = ? AND f.content_key IS NOT NULL ORDER BY f.content_key",
-      {dmid});
-  std::vector<vqString> keys;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) keys.push_back(rows.GetValue(i, 0).ToString());
-  return keys;
+  return Query(
+             "SELECT DISTINCT f.content_key FROM udm_file f JOIN udm_revision r ON r.uid = f.uid"
+             " WHERE r.dmid = ? AND f.content_key IS NOT NULL ORDER BY f.content_key",
+             {dmid})
+      .GetColumnTexts(0);
 }
 
 bool EntityStore::IsContentReferenced(const vqString& key) {

@@ -139,17 +139,13 @@ std::vector<UDMUID> EntityStore::FindRootRevisions(const vqString& name, int rev
       " AND NOT EXISTS (SELECT 1 FROM udm_link l WHERE l.child_dmid = r.dmid AND l.to_rev IS NULL)"
       " ORDER BY r.dmid",
       {name, vqVariant(revision)});
-  std::vector<UDMUID> uids;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) uids.emplace_back(rows.GetValue(i, 0).ToString());
-  return uids;
+  const vqStlVector<vqString> uids = rows.GetColumnTexts(0);
+  return std::vector<UDMUID>(uids.begin(), uids.end());
 }
 
 std::vector<vqString> EntityStore::GetBranchesFrom(const UDMUID& sourceUid) {
-  const vqlm::ResultSet rows =
-      Query("SELECT dmid FROM udm_entity WHERE branch_from = ? ORDER BY dmid", {sourceUid.ToString()});
-  std::vector<vqString> dmids;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) dmids.push_back(rows.GetValue(i, 0).ToString());
-  return dmids;
+  return Query("SELECT dmid FROM udm_entity WHERE branch_from = ? ORDER BY dmid", {sourceUid.ToString()})
+      .GetColumnTexts(0);
 }
 
 }  // namespace vqkudm::store
