@@ -60,7 +60,8 @@ class VQKUDMRT_API UDMPluginMgr {
   ~UDMPluginMgr();
 
   // Makes a plug-in available under `key`. `library` is a base name, found
-  // in the plug-in directory with the platform's prefix and suffix, or a path.
+  // with the platform's prefix and suffix in the plug-in directory, else in
+  // the runtime's library directory; or a path.
   void Register(const vqString& key, const vqString& library);
   // The initialised plug-in of that key; null when none is registered or
   // it cannot be loaded, created or initialised (the reason is logged).

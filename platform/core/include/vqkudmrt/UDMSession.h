@@ -130,7 +130,12 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // The session's object for a stored revision read in bulk: the one it
   // already holds, else a new one made from the record.
   boost::shared_ptr<UDMItem> Adopt(const store::RevisionRecord& record);
-  // Keeps an entity alive while it has unsaved changes, or lets it go.
+  // Lets go of the unmodified entities kept for reuse, as a long-running
+  // application does to bound its memory. Entities still held elsewhere or
+  // with unsaved changes stay; the others are loaded again when next asked for.
+  void ReleaseCache();
+  // Keeps an entity alive while it has unsaved changes, or returns it to the
+  // entities kept for reuse.
   void Retain(const boost::shared_ptr<UDMItem>& item);
   void Release(const UDMItem& item);
   // Makes a change record, delivers it to the registered slots and returns

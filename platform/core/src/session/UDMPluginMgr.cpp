@@ -3,6 +3,7 @@
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMLogger.h>
 #include <vqlmosa/osaDynamicObject.h>
+#include <vqlmosa/osaFileInfo.h>
 #include <vqlmosa/osaLibrary.h>
 
 namespace vqkudm {
@@ -21,7 +22,12 @@ void UDMPluginMgr::Register(const vqString& key, const vqString& library) {
 
 vqString UDMPluginMgr::LibraryPath(const vqString& library) const {
   if (library.find('/') != vqString::npos || library.find('\\') != vqString::npos) return library;
-  return m_pluginDir + "/" + osaLibrary::GetAbsoluteLibraryName(library);
+  const vqString fileName = osaLibrary::GetAbsoluteLibraryName(library);
+  const vqString inPluginDir = m_pluginDir + "/" + fileName;
+  if (osaFileInfo(inPluginDir).Exists()) return inPluginDir;
+  // A plug-in that applications also link (the profile library) lives beside
+  // the runtime, so loading it by name gives the copy already in the process.
+  return UDMFramework::GetInstance()->GetInstallLayout().libraryDir + "/" + fileName;
 }
 
 boost::shared_ptr<IUDMPlugin> UDMPluginMgr::GetPlugin(const vqString& key) {

@@ -252,6 +252,11 @@ boost::shared_ptr<UDMItem> UDMSession::Materialise(const UDMUID& uid) {
   return Adopt(record);
 }
 
+void UDMSession::ReleaseCache() {
+  m_recentIndex.clear();
+  m_recent.clear();
+}
+
 void UDMSession::Touch(const boost::shared_ptr<UDMItem>& item) {
   auto it = m_recentIndex.find(item.get());
   if (it != m_recentIndex.end()) {
@@ -577,7 +582,14 @@ void UDMSession::Retain(const boost::shared_ptr<UDMItem>& item) {
   m_retained[item->GetUID().ToString()] = item;
 }
 
-void UDMSession::Release(const UDMItem& item) { m_retained.erase(item.GetUID().ToString()); }
+void UDMSession::Release(const UDMItem& item) {
+  auto retained = m_retained.find(item.GetUID().ToString());
+  if (retained == m_retained.end()) return;
+  // Unmodified now: it joins the entities kept for reuse, so whoever works
+  // with it next finds the same object.
+  Touch(retained->second);
+  m_retained.erase(retained);
+}
 
 void UDMSession::Rekey(const UDMUID& oldUid, const boost::shared_ptr<UDMItem>& item) {
   m_identityMap.erase(oldUid.ToString());
