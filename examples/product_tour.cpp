@@ -1,9 +1,11 @@
-// A tour of the runtime on the embedded default: a repository is created,
-// a small product is built and stored, a second session reads it back,
-// checks a part out and in with a drawing, queries the repository, and the
-// product travels as a package into a second repository.
+// A tour of the runtime through its profile, on the embedded default: a
+// repository is created on first use, a small product is built with files,
+// a preview, a relation and a classification, parts are checked out and in,
+// a branch is started, and the history, the structure and the files are
+// printed. A query finds the parts, and the product travels as a package
+// into a second repository. A subscriber prints the changes as they happen.
 //
-//   udm_example [repository-base-directory]
+//   udm_example [base-directory]
 
 #include <vqkudm/vqkudm.h>
 
@@ -17,125 +19,133 @@ using namespace vqkudm;
 
 namespace {
 
-boost::shared_ptr<IUDMSession> Open(const std::string& baseDir, const std::string& user,
-                                    const std::string& repository = "demo") {
-  auto config = boost::make_shared<UDMSessionConfig>();
-  config->SetRepositoryBaseDir(baseDir);
-  config->SetRepositoryName(repository);
-  config->SetWorkspaceBaseDir(baseDir);
-  config->SetWorkspaceName("ws-" + user);
-  config->SetUserName(user);
-  return UDMFramework::GetInstance()->CreateSession(config);
+boost::shared_ptr<IUDMProfile> OpenRepository(const std::string& base, const std::string& name) {
+  vqStlMap<vqString, vqVariant> configuration;
+  configuration["RepositoryBaseDir"] = base;
+  configuration["RepositoryName"] = name;
+  configuration["WorkspaceBaseDir"] = base;
+  configuration["WorkspaceName"] = "workspace-" + name;
+  return UDMProfileMgr::GetProfile(configuration);
 }
 
-void PrintTree(const UDMItemPtr& item, const std::string& indent) {
-  std::cout << indent << item->GetContentDefinitionType() << " '" << item->GetName() << "'";
-  vqStlVector<vqString> names;
-  item->GetFilteredAttributeNameList(names, false);
-  for (const vqString& name : names) std::cout << "  " << name << "=" << item->GetAttributeValue(name).ToString();
+// Prints each change made through the profile.
+class ChangePrinter : public IUDMProfileSlot {
+ public:
+  void update(UDMProfileUpdate change) override {
+    if (!m_enabled) return;
+    std::cout << "    ~ " << SignalOptionName(change.GetOpCode()) << " " << change.GetUDMHandle().GetDisplayName();
+    if (!change.GetAttributeName().empty()) {
+      std::cout << " " << change.GetAttributeName() << "=" << change.GetAttributeValue().ToString();
+    }
+    std::cout << "\n";
+  }
+  bool m_enabled = true;
+};
+
+std::string WriteFile(const std::filesystem::path& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+  return path.string();
+}
+
+void PrintStructure(IUDMProfile& profile, const UDMItemHandle& item, const std::string& indent) {
+  std::cout << indent << item.GetCdef() << " '" << item.GetDisplayName() << "' rev " << item.GetRevision();
+  for (const vqString& name : item.GetFilteredAttributeNameList(false)) {
+    std::cout << "  " << name << "=" << item.GetAttributeValue(name).ToString();
+  }
   std::cout << "\n";
-  vqStlVector<UDMItemPtr> children;
-  item->GetChildren(children, "");
-  for (const UDMItemPtr& child : children) {
-    std::cout << indent << "  [" << item->GetChildGroup(child) << "]\n";
-    PrintTree(child, indent + "    ");
+  vqStlVector<UDMGenericDocument> files;
+  profile.GetFileInfoList(item, files, true);
+  for (const UDMGenericDocument& file : files) {
+    std::cout << indent << "    file " << file.GetName() << " (" << file.GetSize() << " bytes)\n";
+  }
+  vqStlVector<UDMItemHandle> children;
+  profile.GetChildren(children, item, "", "");
+  for (const UDMItemHandle& child : children) PrintStructure(profile, child, indent + "  ");
+}
+
+void PrintHistory(const boost::shared_ptr<UDMHistoryNode>& node, const std::string& indent) {
+  std::cout << indent << "'" << node->GetDisplayName() << "' revision " << node->GetVersion();
+  if (!node->GetVersionList().empty()) {
+    std::cout << "  (other revisions:";
+    for (const auto& revision : node->GetVersionList()) std::cout << " " << revision->GetVersion();
+    std::cout << ")";
+  }
+  std::cout << "\n";
+  for (const auto& revision : node->GetVersionList()) {
+    for (const auto& branch : revision->GetBranchList()) {
+      std::cout << indent << "  branch from revision " << revision->GetVersion() << ":\n";
+      PrintHistory(branch, indent + "    ");
+    }
   }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string base =
-      argc > 1 ? argv[1] : (std::filesystem::temp_directory_path() / "vqkudm-demo").string();
-  for (const char* old : {"demo", "demo-copy", "bike.zip", "drawing.pdf"}) {
-    std::filesystem::remove_all(std::filesystem::path(base) / old);
-  }
-  std::cout << "Runtime home: " << UDMFramework::GetInstance()->GetInstallLayout().homeDir << "\n"
-            << "Repository:   " << base << "/demo\n\n";
+  const std::filesystem::path base =
+      argc > 1 ? std::filesystem::path(argv[1]) : std::filesystem::temp_directory_path() / "vqkudm-demo";
+  std::filesystem::remove_all(base);
+  std::filesystem::create_directories(base);
+  std::cout << "Repository: " << (base / "rover").string() << "\n\n";
 
   try {
-    boost::shared_ptr<IUDMSession> alice = Open(base, "alice");
-    UDMItemPtr bike = alice->CreateEntity(kClassProject, "city bike", UDMUID());
-    bike->SetAttribute("owner", vqVariant("alice"));
-    UDMItemPtr frame = alice->CreateEntity(kClassPart, "frame", UDMUID());
-    frame->SetAttribute("partnumber", vqVariant("FR-100"));
-    frame->SetAttribute("material", vqVariant("aluminium"));
-    frame->SetAttribute("mass", vqVariant("1.8"));
-    UDMItemPtr fork = alice->CreateEntity(kClassPart, "fork", UDMUID());
-    fork->SetAttribute("partnumber", vqVariant("FK-200"));
-    UDMItemPtr sim = alice->CreateEntity(kClassSimulation, "frame stiffness", UDMUID());
-    sim->SetAttribute("loadcases", vqVariant("braking;cornering"));
-    bike->AddChild(frame, "parts");
-    frame->AddChild(fork, "parts");
-    bike->AddChild(sim, "simulations");
+    boost::shared_ptr<IUDMProfile> profile = OpenRepository(base.string(), "rover");
+    auto printer = boost::make_shared<ChangePrinter>();
+    boost::shared_ptr<IUDMProfileSlot> subscriber = printer;
+    profile->SubscribeToEntityUpdates(subscriber);
 
-    std::cout << "Bad input is refused and changes nothing:\n";
-    for (auto attempt : {+[](UDMItemPtr f) { f->SetAttribute("mass", vqVariant("heavy")); },
-                         +[](UDMItemPtr f) { f->SetAttribute("partnumber", vqVariant("fr100")); }}) {
-      try {
-        attempt(frame);
-      } catch (const UDMException& e) {
-        std::cout << "  " << e.what() << "\n";
-      }
+    std::cout << "Building the product:\n";
+    UDMItemHandle project = profile->CreateEntity(kClassProject, "rover");
+    UDMItemHandle chassis = profile->CreateAndAdd(kClassPart, "chassis", project, "parts");
+    UDMItemHandle wheel = profile->CreateAndAdd(kClassPart, "wheel", project, "parts");
+    profile->SetAttribute(wheel, "description", vqVariant("rubber, 200 mm"));
+    profile->AddFile(chassis, WriteFile(base / "chassis.step", "ISO-10303-21; chassis"));
+    profile->AddPreviewImage(chassis, WriteFile(base / "chassis.png", "\x89PNG\r\n\x1a\n"), "front",
+                             vqlm::ImagePng, "front view", true, false);
+    profile->Persist(project, "first release", false, true, false);
+
+    UDMItemHandle driveTrain = profile->CreateEntity(kFolderKindCategories, "drive train");
+    profile->Persist(driveTrain, "category", false, false, false);
+    profile->Checkout(wheel, "classify");
+    profile->AddClassification(wheel, driveTrain);
+    profile->Persist(wheel, "classified", false, false, false);
+    profile->CreateRelation(wheel, chassis, "UDMRelGeneral", false);
+    printer->m_enabled = false;
+
+    std::cout << "\nTwo more revisions of the chassis, then a branch from its first revision:\n";
+    const vqString firstChassis = chassis.GetUID();
+    for (const char* change : {"lighter", "stiffer"}) {
+      profile->Checkout(chassis, change);
+      profile->SetAttribute(chassis, "description", vqVariant(change));
+      profile->Persist(chassis, change, false, false, false);
+      std::cout << "  checked in revision " << chassis.GetRevision() << " (" << change << ")\n";
     }
-    try {
-      fork->AddChild(frame, "parts");
-    } catch (const UDMException& e) {
-      std::cout << "  " << e.what() << "\n";
-    }
+    UDMItemHandle variant = profile->GetUDMItemHandle(firstChassis);
+    profile->Checkout(variant, "long wheelbase");
+    profile->SetAttribute(variant, "description", vqVariant("long wheelbase"));
+    profile->Persist(variant, "long wheelbase", false, false, false);
 
-    bike->Persist("first release", GDM_RECURSE_ALL, -1, false, true);
-    std::cout << "\nStored " << bike->ToString("") << " with its structure in one transaction.\n\n";
+    std::cout << "\nHistory of the chassis:\n";
+    PrintHistory(profile->GetHistory(chassis), "  ");
+    std::cout << "\nStructure and files:\n";
+    PrintStructure(*profile, project, "  ");
 
-    boost::shared_ptr<IUDMSession> bob = Open(base, "bob");
-    UDMItemPtr seen = bob->FindItemById(fork->GetUID(), true, "");
-    std::cout << "Bob's session finds the fork and where it is used:\n";
-    vqStlVector<UDMItemPtr> parents;
-    seen->GetParents(parents, 0);
-    for (const UDMItemPtr& parent : parents) std::cout << "  used in " << parent->ToString("") << "\n";
-    std::cout << "\nThe product as bob reads it:\n";
-    PrintTree(seen->GetRootEntity(), "  ");
+    std::cout << "\nParts described as stiffer or made of rubber:\n";
+    vqStlVector<UDMItemHandle> found;
+    profile->QueryEntities(found, "cdef = 'UDMPart' and (description = 'stiffer' or description like 'rubber*')",
+                           UDMQuerySettingHandle(), false, false);
+    for (const UDMItemHandle& part : found) std::cout << "  " << part.GetDisplayName() << "\n";
 
-    bob->DeleteEntity(seen->GetUID());
-    std::cout << "\nBob deleted the fork; deleted contents: " << bob->GetDeletedContentsSize();
-    bob->UndeleteEntity(seen->GetUID());
-    std::cout << ", after restoring it: " << bob->GetDeletedContentsSize() << "\n";
-
-    // Bob revises the frame; alice cannot take it while he holds it.
-    UDMItemPtr bobsFrame = bob->FindItemById(frame->GetUID(), true, "");
-    bobsFrame->CheckOut("lighter tubes");
-    try {
-      frame->CheckOut("");
-    } catch (const UDMException& e) {
-      std::cout << "\nAlice cannot check out the frame:\n  " << e.what() << "\n";
-    }
-    bobsFrame->SetAttribute("mass", vqVariant(1.6));
-    const std::filesystem::path drawing = std::filesystem::path(base) / "drawing.pdf";
-    std::ofstream(drawing) << "%PDF frame drawing";
-    bobsFrame->AddFile(drawing.string(), true, false, "drawings");
-    bobsFrame->Persist("lighter tubes, with drawing", GDM_RECURSE_NONE, -1, false, true);
-    std::cout << "\nThe frame's revisions:\n";
-    for (const UDMItemPtr& revision : bobsFrame->GetAllRevisions()) {
-      std::cout << "  " << revision->GetUID().ToString() << "  mass=" << revision->GetAttributeValue("mass").ToString()
-                << "  comment=" << revision->GetAttributeValue(kSmdComment).ToString() << "\n";
-    }
-
-    vqStlVector<UDMItemPtr> found;
-    bob->ExecuteQuery(bob->CreateQuery("cdef = 'UDMPart' and (mass < 1.7 or partnumber like 'FK-*')", false, 0), 1,
-                      false, found);
-    std::cout << "\nParts lighter than 1.7 or numbered FK-*:";
-    for (const UDMItemPtr& part : found) std::cout << " '" << part->GetName() << "'";
-    std::cout << "\n";
-
-    auto exporter = boost::dynamic_pointer_cast<UDMSession>(bob)->GetExportCtrl();
-    exporter->Export({bob->FindItemById(bike->GetUID(), true, "")}, {}, "bike.zip",
-                     exporter->CreateExportOptions(ExportZip, base, ""));
-    auto carol = boost::dynamic_pointer_cast<UDMSession>(Open(base, "carol", "demo-copy"));
-    vqStlVector<UDMItemPtr> imported, unchanged;
-    carol->GetImportCtrl()->Import(imported, unchanged, base + "/bike.zip", false, true);
-    carol->GetImportCtrl()->TmpDataCleanup();
-    std::cout << "\nExported the bike to " << base << "/bike.zip and imported " << imported.size()
-              << " entities into the repository demo-copy.\n";
+    const std::string package = (base / "rover.zip").string();
+    profile->Export(package, {kClassItem}, ExportZip);
+    boost::shared_ptr<IUDMProfile> copy = OpenRepository(base.string(), "rover-copy");
+    copy->Import(package);
+    vqStlVector<UDMItemHandle> imported;
+    copy->QueryEntities(imported, "cdef isa 'UDMItem'", UDMQuerySettingHandle(), false, false);
+    std::cout << "\nExported to " << package << " and imported " << imported.size()
+              << " items into a second repository.\n";
+    UDMProfileMgr::DiscardProfile(copy);
+    UDMProfileMgr::DiscardProfile(profile);
   } catch (const UDMException& e) {
     std::cerr << "failed: " << e.what() << "\n";
     return 1;

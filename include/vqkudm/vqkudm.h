@@ -2,8 +2,13 @@
 
 // Everything an application needs from the runtime, in one include.
 
+#include <vqkudm/IUDMProfile.h>
+#include <vqkudm/UDMCoreEntityHandle.h>
+#include <vqkudm/UDMCoreProfile.h>
 #include <vqkudm/UDMNames.h>
 #include <vqkudm/UDMPartNames.h>
+#include <vqkudm/UDMProfileMgr.h>
+#include <vqkudm/UDMProfileUpdate.h>
 #include <vqkudmrt/IUDMSession.h>
 #include <vqkudmrt/UDMClassification.h>
 #include <vqkudmrt/UDMCondition.h>
