@@ -4,7 +4,9 @@
 // for lists the entity's other revisions; every node lists the branches made
 // from its revision, and a branched line points back at the node it was
 // branched from. Nodes own each other in both directions, so a tree lives
-// as long as any of its nodes.
+// as long as any of its nodes is held. The tree is freed when the pointer
+// GetHistory returned goes last; a node still held after it keeps the whole
+// tree for the rest of the process.
 
 #include <boost/shared_ptr.hpp>
 
@@ -40,6 +42,9 @@ class VQKUDM_API UDMHistoryNode {
   void AddToBranchList(boost::shared_ptr<UDMHistoryNode> node);
   // Raises when the source is set already.
   void SetBranchSrc(boost::shared_ptr<UDMHistoryNode> node);
+  // Once the tree's root is let go: unlinks the nodes that nobody outside the
+  // tree holds, so the cycles between branches and their sources are freed.
+  static void ReleaseUnheld(const boost::shared_ptr<UDMHistoryNode>& root);
 
   UDMUID m_uid;
   vqString m_displayName;

@@ -1,6 +1,10 @@
 #include <vqkudm/UDMCoreEntityHandle.h>
 #include <vqkudm/UDMHistoryNode.h>
 
+#include <map>
+#include <set>
+#include <vector>
+
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMItem.h>
 #include <vqkudmrt/UDMSession.h>
@@ -30,10 +34,59 @@ void UDMHistoryNode::SetBranchSrc(boost::shared_ptr<UDMHistoryNode> node) {
   m_branchedFrom = std::move(node);
 }
 
+void UDMHistoryNode::ReleaseUnheld(const boost::shared_ptr<UDMHistoryNode>& root) {
+  // Every node of the tree, with the references the tree itself holds to it.
+  std::map<UDMHistoryNode*, std::pair<boost::shared_ptr<UDMHistoryNode>, long>> nodes;
+  std::vector<UDMHistoryNode*> pending{root.get()};
+  nodes[root.get()] = {root, 0};
+  auto visit = [&](const boost::shared_ptr<UDMHistoryNode>& link) {
+    if (!link) return;
+    auto [entry, added] = nodes.try_emplace(link.get(), link, 0);
+    ++entry->second.second;
+    if (added) pending.push_back(link.get());
+  };
+  while (!pending.empty()) {
+    UDMHistoryNode* node = pending.back();
+    pending.pop_back();
+    for (const auto& version : node->m_versions) visit(version);
+    for (const auto& branch : node->m_branches) visit(branch);
+    visit(node->m_branchedFrom);
+  }
+  // Held from outside: more owners than the tree's links, this map and, for
+  // the root, the caller's pointer being released.
+  std::vector<UDMHistoryNode*> held;
+  for (const auto& [node, entry] : nodes) {
+    const long owners = entry.first.use_count() - entry.second - 1 - (node == root.get() ? 1 : 0);
+    if (owners > 0) held.push_back(node);
+  }
+  std::set<UDMHistoryNode*> kept(held.begin(), held.end());
+  while (!held.empty()) {
+    UDMHistoryNode* node = held.back();
+    held.pop_back();
+    auto keep = [&](const boost::shared_ptr<UDMHistoryNode>& link) {
+      if (link && kept.insert(link.get()).second) held.push_back(link.get());
+    };
+    for (const auto& version : node->m_versions) keep(version);
+    for (const auto& branch : node->m_branches) keep(branch);
+    keep(node->m_branchedFrom);
+  }
+  for (const auto& [node, entry] : nodes) {
+    if (kept.count(node)) continue;
+    node->m_versions.clear();
+    node->m_branches.clear();
+    node->m_branchedFrom.reset();
+  }
+}
+
 boost::shared_ptr<UDMHistoryNode> UDMCoreEntityHandle::GetHistory() {
   boost::shared_ptr<UDMItem> item =
       Resolve(VQ_ENTITY_SIG(VQ_T_SHARED("class vqkudm::UDMHistoryNode"), "GetHistory(void)"));
-  return _PopulateHistoryTree(item, true, nullptr, nullptr);
+  boost::shared_ptr<UDMHistoryNode> root = _PopulateHistoryTree(item, true, nullptr, nullptr);
+  // The caller's root pointer frees the tree when it goes, unless nodes of it are still held.
+  return boost::shared_ptr<UDMHistoryNode>(root.get(), [root](UDMHistoryNode*) mutable {
+    UDMHistoryNode::ReleaseUnheld(root);
+    root.reset();
+  });
 }
 
 // One pass over the revision graph. A branch asks for its source with itself

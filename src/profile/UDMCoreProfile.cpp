@@ -25,7 +25,13 @@ UDMResult UDMCoreProfile::CreateInstance(boost::shared_ptr<IUDMPlugin>& out) {
   return out ? UDM_SUCCESS : UDM_NOT_CREATED;
 }
 
-UDMCoreProfile::~UDMCoreProfile() = default;
+UDMCoreProfile::~UDMCoreProfile() {
+  // A bridge without its profile can only fail: take them out of a session
+  // that outlives this profile.
+  if (boost::shared_ptr<UDMSession> session = m_session.lock()) {
+    for (const auto& subscription : m_subscribers) session->UnregisterSlot(subscription.second);
+  }
+}
 
 vqString UDMCoreProfile::GetDisplayName() { return "UDMCoreProfile"; }
 vqString UDMCoreProfile::GetInterfaceName() { return "IUDMProfile"; }

@@ -72,3 +72,13 @@ TEST_F(HistoryTest, ABranchPointsAtItsSourceWhichListsItFirstAndBuildsItOnce) {
   EXPECT_EQ(Versions(source->GetVersionList()), (std::vector<int>{0, 2}));
   for (const NodePtr& revision : source->GetVersionList()) EXPECT_FALSE(revision->GetBranchedFrom());
 }
+
+TEST_F(HistoryTest, TheTreeIsFreedWithItsRootDespiteTheLinksBetweenBranchesAndSources) {
+  NodePtr latest = m_profile->GetHistory(m_part);
+  boost::weak_ptr<UDMHistoryNode> one = latest->GetVersionList()[1];
+  boost::weak_ptr<UDMHistoryNode> branch = latest->GetVersionList()[1]->GetBranchList()[0];
+  ASSERT_EQ(branch.lock()->GetBranchedFrom(), one.lock());
+  latest.reset();
+  EXPECT_TRUE(one.expired());
+  EXPECT_TRUE(branch.expired());
+}

@@ -1,6 +1,9 @@
 // An application built against an installed runtime: it must find its
-// directories relative to the installed libraries, with no variable set.
+// directories and its profile plug-in relative to the installed libraries,
+// with no variable set.
 #include <vqkudm/vqkudm.h>
+
+#include <unistd.h>
 
 #include <filesystem>
 #include <iostream>
@@ -8,14 +11,25 @@
 int main() {
   const vqkudm::UDMInstallLayout& layout = vqkudm::UDMFramework::GetInstance()->GetInstallLayout();
   std::cout << "home=" << std::filesystem::canonical(layout.homeDir.str()).string() << "\n";
-  const vqkudm::UDMUID uid = vqkudm::UDMUID::Generate();
-  if (!uid.IsValid() || uid.GetDmUid() + "0" != uid.ToString()) return 1;
   if (vqkudm::kClassPart != "UDMPart") return 2;
+  const auto base = std::filesystem::temp_directory_path() / ("vqkudm-consumer-" + std::to_string(::getpid()));
+  ::setenv("NORVEL_VQK_UDMRT_DB_DIR", base.c_str(), 1);
+  int status = 0;
   try {
-    vqkudm::ThrowNullArgument("int main()", "session ");
+    vqStlMap<vqString, vqVariant> configuration;
+    configuration["RepositoryBaseDir"] = base.string();
+    configuration["RepositoryName"] = "repo";
+    configuration["WorkspaceBaseDir"] = base.string();
+    configuration["WorkspaceName"] = "ws";
+    boost::shared_ptr<vqkudm::IUDMProfile> profile = vqkudm::UDMProfileMgr::GetProfile(configuration);
+    vqkudm::UDMItemHandle part = profile->CreateEntity(vqkudm::kClassPart, "bolt");
+    profile->Persist(part, "first", false, false, false);
+    std::cout << "stored " << part.GetDisplayName() << " revision " << part.GetRevision() << "\n";
+    vqkudm::UDMProfileMgr::DiscardProfile(profile);
   } catch (const vqkudm::UDMException& e) {
     std::cout << e.what() << "\n";
-    return e.GetExceptionSubCategory() == 1102 ? 0 : 3;
+    status = 3;
   }
-  return 4;
+  std::filesystem::remove_all(base);
+  return status;
 }
