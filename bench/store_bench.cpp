@@ -53,8 +53,7 @@ void BM_CreateAndPersistItems_runtime(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * count);
 }
 
-// Raw SQLite as an application would write it: one prepared INSERT per
-// table, executed row by row, in one transaction.
+// Raw SQLite as an application would write the same rows.
 void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
   for (auto _ : state) {
@@ -64,22 +63,7 @@ void BM_CreateAndPersistItems_baseline(benchmark::State& state) {
         store::OpenRepositoryDatabase("sqlite", (dir / "raw.db").string());
     state.ResumeTiming();
 
-    db->BeginTransaction();
-    for (const TableRows& table : MakePartRows(count)) {
-      vqString sql = vqString("INSERT INTO ") + table.table + " (";
-      vqString marks;
-      for (std::size_t i = 0; i < table.columns.size(); ++i) {
-        sql += (i ? "," : "") + table.columns[i];
-        marks += i ? ",?" : "?";
-      }
-      std::unique_ptr<vqlm::iDbStatement> insert;
-      if (!db->Prepare(sql + ") VALUES (" + marks + ")", insert)) std::abort();
-      for (const auto& row : table.rows) {
-        insert->BindAll(row);
-        if (!insert->Execute()) std::abort();
-      }
-    }
-    db->Commit();
+    InsertRowsRaw(*db, MakePartRows(count));
 
     state.PauseTiming();
     db.reset();

@@ -1,5 +1,7 @@
 #include "workload.h"
 
+#include <cstdlib>
+#include <memory>
 #include <string>
 
 #include <boost/make_shared.hpp>
@@ -9,6 +11,7 @@
 #include <vqkudmrt/UDMSessionConfig.h>
 #include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/UDMUID.h>
+#include <vqlmidbdriver/iDbDriver.h>
 
 using namespace vqkudm;
 
@@ -60,4 +63,23 @@ std::vector<TableRows> MakePartRows(int count) {
     link.rows.push_back({project.GetDmUid(), "parts", uid.GetDmUid(), vqVariant(0), vqVariant(i)});
   }
   return {entity, revision, attribute, link, change};
+}
+
+void InsertRowsRaw(vqlm::iDbDriver& db, const std::vector<TableRows>& tables) {
+  db.BeginTransaction();
+  for (const TableRows& table : tables) {
+    vqString sql = vqString("INSERT INTO ") + table.table + " (";
+    vqString marks;
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+      sql += (i ? "," : "") + table.columns[i];
+      marks += i ? ",?" : "?";
+    }
+    std::unique_ptr<vqlm::iDbStatement> insert;
+    if (!db.Prepare(sql + ") VALUES (" + marks + ")", insert)) std::abort();
+    for (const auto& row : table.rows) {
+      insert->BindAll(row);
+      if (!insert->Execute()) std::abort();
+    }
+  }
+  db.Commit();
 }

@@ -13,6 +13,10 @@
 #include <vqutl/vqStl.h>
 #include <vqutl/vqVariant.h>
 
+namespace vqlm {
+class iDbDriver;
+}
+
 struct TableRows {
   const char* table;
   vqStlVector<vqString> columns;
@@ -28,3 +32,6 @@ void CreateAndPersistParts(vqkudm::IUDMSession& session, int count);
 // Every row the runtime writes for that persist, including the definition's
 // default attribute and the change-log entries.
 std::vector<TableRows> MakePartRows(int count);
+// The rows inserted as an application would write them: one prepared INSERT
+// per table, executed row by row, in one transaction.
+void InsertRowsRaw(vqlm::iDbDriver& db, const std::vector<TableRows>& tables);

@@ -1,7 +1,7 @@
 #pragma once
 
 // Schema questions against one profile's content definitions, and value
-// handles over definitions. UDMProfileUtils holds its profile weakly and asks
+// handles over definitions (an empty definition handle raises when asked). UDMProfileUtils holds its profile weakly and asks
 // the session each time; once the profile is gone every question raises.
 
 #include <boost/shared_ptr.hpp>
@@ -24,20 +24,20 @@ class VQKUDM_API UDMAttributeDefinitionHandle : public UDMHandle {
   UDMAttributeDefinitionHandle& operator=(const UDMAttributeDefinitionHandle&) = default;
   ~UDMAttributeDefinitionHandle() override;
 
-  vqString GetName() const { return m_definition->GetName(); }
-  vqString GetDisplayName() const { return m_definition->GetDisplayName(); }
-  vqString GetDescription() const { return m_definition->GetDescription(); }
-  vqString GetCategory() const { return m_definition->GetCategory(); }
-  vqString GetDataType() const { return m_definition->GetDataType(); }
-  vqString GetDefaultValue() const { return m_definition->GetDefaultValue(); }
-  const vqString& GetRegEx() const { return m_definition->GetRegEx(); }
-  bool GetStaticValidValues(vqStlVector<vqString>& out) const { return m_definition->GetStaticValidValues(out); }
-  bool IsDefaultValueSet() const { return m_definition->IsDefaultValueSet(); }
-  bool IsDisplayable() const { return m_definition->IsDisplayable(); }
-  bool IsEditable() const { return m_definition->IsEditable(); }
-  bool IsMandatory() const { return m_definition->IsMandatory(); }
-  bool IsSystem() const { return m_definition->IsSystem(); }
-  virtual vqString ToString(const vqString& indent) const { return m_definition->ToString(indent); }
+  vqString GetName() const { return Definition().GetName(); }
+  vqString GetDisplayName() const { return Definition().GetDisplayName(); }
+  vqString GetDescription() const { return Definition().GetDescription(); }
+  vqString GetCategory() const { return Definition().GetCategory(); }
+  vqString GetDataType() const { return Definition().GetDataType(); }
+  vqString GetDefaultValue() const { return Definition().GetDefaultValue(); }
+  const vqString& GetRegEx() const { return Definition().GetRegEx(); }
+  bool GetStaticValidValues(vqStlVector<vqString>& out) const { return Definition().GetStaticValidValues(out); }
+  bool IsDefaultValueSet() const { return Definition().IsDefaultValueSet(); }
+  bool IsDisplayable() const { return Definition().IsDisplayable(); }
+  bool IsEditable() const { return Definition().IsEditable(); }
+  bool IsMandatory() const { return Definition().IsMandatory(); }
+  bool IsSystem() const { return Definition().IsSystem(); }
+  virtual vqString ToString(const vqString& indent) const { return Definition().ToString(indent); }
   using UDMHandle::ToString;
 
   bool IsEmpty() const { return !m_definition; }
@@ -45,6 +45,8 @@ class VQKUDM_API UDMAttributeDefinitionHandle : public UDMHandle {
  private:
   explicit UDMAttributeDefinitionHandle(const boost::shared_ptr<UDMAttributeDefinition>& definition)
       : m_definition(definition) {}
+  // Raises for an empty handle.
+  const UDMAttributeDefinition& Definition() const;
   boost::shared_ptr<UDMAttributeDefinition> m_definition;
 
   friend class UDMContentDefinitionHandle;
@@ -61,31 +63,33 @@ class VQKUDM_API UDMContentDefinitionHandle : public UDMHandle {
   bool operator==(const UDMContentDefinitionHandle& other) const { return m_definition == other.m_definition; }
   bool IsEmpty() const { return !m_definition; }
 
-  void DisplayName(vqString& out) const { m_definition->DisplayName(out); }
-  const vqString& GetType() const { return m_definition->GetType(); }
-  vqString GetUDMClassName() { return m_definition->GetUDMClassName(); }
-  void GetDerivedFrom(vqString& out) const { m_definition->GetDerivedFrom(out); }
-  void GetDNamePropertyName(vqString& out) const { m_definition->GetDNamePropertyName(out); }
-  int GetSchemaVersion() const { return m_definition->GetSchemaVersion(); }
+  void DisplayName(vqString& out) const { Definition().DisplayName(out); }
+  const vqString& GetType() const { return Definition().GetType(); }
+  vqString GetUDMClassName() { return Definition().GetUDMClassName(); }
+  void GetDerivedFrom(vqString& out) const { Definition().GetDerivedFrom(out); }
+  void GetDNamePropertyName(vqString& out) const { Definition().GetDNamePropertyName(out); }
+  int GetSchemaVersion() const { return Definition().GetSchemaVersion(); }
   void GetGroupNames(vqStlVector<vqString>& out, bool includeInternal) const {
-    m_definition->GetGroupNames(out, includeInternal);
+    Definition().GetGroupNames(out, includeInternal);
   }
-  void GetAttributeNames(vqStlVector<vqString>& out) const { m_definition->GetAttributeNames(out); }
+  void GetAttributeNames(vqStlVector<vqString>& out) const { Definition().GetAttributeNames(out); }
   UDMAttributeDefinitionHandle GetAttributeDefinition(const vqString& name) const;
   void GetAttributeDefinitions(vqStlVector<UDMAttributeDefinitionHandle>& out) const;
   void GetAllowedContents(vqStlVector<UDMContentDefinitionHandle>& out, const vqString& groupName) const;
-  bool IsCollection() const { return m_definition->IsCollection(); }
-  bool IsComposition(const vqString& group) const { return m_definition->IsComposition(group); }
-  bool IsMultipleParentsAllowed() const { return m_definition->IsMultipleParentsAllowed(); }
-  bool IsNonDisplayAble() const { return m_definition->IsNonDisplayAble(); }
-  bool IsRelation() const { return m_definition->IsRelation(); }
-  bool IsSystemCDef() const { return m_definition->IsSystemCDef(); }
-  bool isAnyCollectionAllowed() { return m_definition->isAnyCollectionAllowed(); }
-  bool isAnyContentAllowed() { return m_definition->isAnyContentAllowed(); }
+  bool IsCollection() const { return Definition().IsCollection(); }
+  bool IsComposition(const vqString& group) const { return Definition().IsComposition(group); }
+  bool IsMultipleParentsAllowed() const { return Definition().IsMultipleParentsAllowed(); }
+  bool IsNonDisplayAble() const { return Definition().IsNonDisplayAble(); }
+  bool IsRelation() const { return Definition().IsRelation(); }
+  bool IsSystemCDef() const { return Definition().IsSystemCDef(); }
+  bool isAnyCollectionAllowed() { return Definition().isAnyCollectionAllowed(); }
+  bool isAnyContentAllowed() { return Definition().isAnyContentAllowed(); }
 
  private:
   explicit UDMContentDefinitionHandle(const boost::shared_ptr<UDMContentDefinition>& definition)
       : m_definition(definition) {}
+  // Raises for an empty handle.
+  const UDMContentDefinition& Definition() const;
   boost::shared_ptr<UDMContentDefinition> m_definition;
 
   friend class UDMProfileUtils;

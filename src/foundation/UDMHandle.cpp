@@ -169,12 +169,19 @@ vqString UDMItemHandle::GetDisplayName() const {
 UDMRelationHandle::UDMRelationHandle() = default;
 
 UDMRelationHandle::UDMRelationHandle(const boost::shared_ptr<IUDMRelationHandle>& relation,
-                                     const boost::shared_ptr<IUDMProfile> profile)
-    : m_uid(relation->GetUID(false)),
-      m_cdef(relation->GetCdef()),
-      m_url(relation->GetUrl()),
-      m_object(relation),
-      m_profile(profile) {}
+                                     const boost::shared_ptr<IUDMProfile> profile) {
+  if (!relation) {
+    ThrowUDMException(
+        "__cdecl vqkudm::UDMRelationHandle::UDMRelationHandle(const class boost::shared_ptr<class "
+        "vqkudm::IUDMRelationHandle> &,const class boost::shared_ptr<class vqkudm::IUDMProfile>)",
+        "Null iRelationHandlePtr ptr while creating a relation handle", ExcCatState, ExcSubNull);
+  }
+  m_uid = relation->GetUID(false);
+  m_cdef = relation->GetCdef();
+  m_url = relation->GetUrl();
+  m_object = relation;
+  m_profile = profile;
+}
 
 UDMRelationHandle::UDMRelationHandle(const UDMRelationHandle& other) : UDMHandle(other) {
   AssignHandle(*this, other);
@@ -195,7 +202,19 @@ vqString UDMRelationHandle::GetCdef() const { return m_cdef; }
 vqString UDMRelationHandle::GetUrl() const { return m_url; }
 vqString UDMRelationHandle::GetUID() const { return RefreshedUID(*this); }
 
-int UDMRelationHandle::GetRelationType() const { return m_object->GetRelationType(); }
+namespace {
+
+// The relation behind `handle`; an empty handle has none.
+const IUDMRelationHandle& RelationOf(const boost::shared_ptr<IUDMRelationHandle>& object, const char* signature) {
+  if (!object) ThrowUDMException(signature, "Null Core Relation Ptr for an empty relation handle", ExcCatState, ExcSubNull);
+  return *object;
+}
+
+}  // namespace
+
+int UDMRelationHandle::GetRelationType() const {
+  return RelationOf(m_object, VQ_SIG("int", "UDMRelationHandle", "GetRelationType(void) const")).GetRelationType();
+}
 
 namespace {
 
@@ -209,15 +228,15 @@ boost::shared_ptr<IUDMProfile> RelationProfile(const boost::weak_ptr<IUDMProfile
 }  // namespace
 
 UDMItemHandle UDMRelationHandle::GetLeftEntity() const {
-  const auto profile =
-      RelationProfile(m_profile, VQ_SIG(VQ_T_ITEM, "UDMRelationHandle", "GetLeftEntity(void) const"));
-  return profile->GetUDMItemHandle(m_object->GetLeftEntityId().ToString());
+  static const char* const kSignature = VQ_SIG(VQ_T_ITEM, "UDMRelationHandle", "GetLeftEntity(void) const");
+  const auto profile = RelationProfile(m_profile, kSignature);
+  return profile->GetUDMItemHandle(RelationOf(m_object, kSignature).GetLeftEntityId().ToString());
 }
 
 UDMItemHandle UDMRelationHandle::GetRightEntity() const {
-  const auto profile =
-      RelationProfile(m_profile, VQ_SIG(VQ_T_ITEM, "UDMRelationHandle", "GetRightEntity(void) const"));
-  return profile->GetUDMItemHandle(m_object->GetRightEntityId().ToString());
+  static const char* const kSignature = VQ_SIG(VQ_T_ITEM, "UDMRelationHandle", "GetRightEntity(void) const");
+  const auto profile = RelationProfile(m_profile, kSignature);
+  return profile->GetUDMItemHandle(RelationOf(m_object, kSignature).GetRightEntityId().ToString());
 }
 
 }  // namespace vqkudm

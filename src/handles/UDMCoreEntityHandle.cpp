@@ -57,8 +57,9 @@ boost::shared_ptr<UDMItem> UDMCoreEntityHandle::_GetUDMItemPtr() const {
   if (!item) ThrowUDMException(kSignature, "No entity found for handle " + ToString(), ExcCatState, ExcSubNull);
 
   // A later revision found on its own is not linked under its parent yet:
-  // loading the latest parent's children links it.
-  if (item->GetUID().ToString().empty() || item->IsRootEntity() || item->GetParent() || item->GetRevision() == 0) {
+  // loading the latest parent's children links it. Revision 0 is asked
+  // first: it needs no parent and costs no lookup.
+  if (item->GetUID().ToString().empty() || item->GetRevision() == 0 || item->IsRootEntity() || item->GetParent()) {
     return item;
   }
   vqString parentUrl;

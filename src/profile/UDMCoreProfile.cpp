@@ -115,7 +115,14 @@ UDMProfileUtils UDMCoreProfile::GetProfileUtils() {
   return UDMProfileUtils(boost::shared_ptr<IUDMProfile>(shared_from_this()));
 }
 
-UDMItemHandle UDMCoreProfile::GetUDMItemHandle(const vqString& id) { return m_handleFactory->CreateItemHandle(id); }
+UDMItemHandle UDMCoreProfile::GetUDMItemHandle(const vqString& id) {
+  // Before Init there is no factory, and no session to say so but this one.
+  if (!m_handleFactory) {
+    boost::shared_ptr<IUDMSession> session;
+    GetSession(session);
+  }
+  return m_handleFactory->CreateItemHandle(id);
+}
 
 boost::shared_ptr<UDMCoreEntityHandle> UDMCoreProfile::_GetCoreHandle(const UDMItemHandle& entity) const {
   boost::shared_ptr<IUDMEntityHandle> object = entity.GetEntityHandlePtr();

@@ -204,20 +204,38 @@ vqStlVector<vqString> UDMProfileUtils::GetRegisteredContentDefinitionNames() {
 UDMAttributeDefinitionHandle::~UDMAttributeDefinitionHandle() = default;
 UDMContentDefinitionHandle::~UDMContentDefinitionHandle() = default;
 
+const UDMAttributeDefinition& UDMAttributeDefinitionHandle::Definition() const {
+  if (!m_definition) {
+    ThrowUDMException(VQ_SIG("const class vqkudm::UDMAttributeDefinition &", "UDMAttributeDefinitionHandle",
+                             "Definition(void) const"),
+                      "Empty attribute definition handle", ExcCatState, ExcSubNull);
+  }
+  return *m_definition;
+}
+
+const UDMContentDefinition& UDMContentDefinitionHandle::Definition() const {
+  if (!m_definition) {
+    ThrowUDMException(VQ_SIG("const class vqkudm::UDMContentDefinition &", "UDMContentDefinitionHandle",
+                             "Definition(void) const"),
+                      "Empty content definition handle", ExcCatState, ExcSubNull);
+  }
+  return *m_definition;
+}
+
 UDMAttributeDefinitionHandle UDMContentDefinitionHandle::GetAttributeDefinition(const vqString& name) const {
-  return UDMAttributeDefinitionHandle(m_definition->GetAttributeDefinition(name));
+  return UDMAttributeDefinitionHandle(Definition().GetAttributeDefinition(name));
 }
 
 void UDMContentDefinitionHandle::GetAttributeDefinitions(vqStlVector<UDMAttributeDefinitionHandle>& out) const {
   vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> attributes;
-  m_definition->GetAttributeDefinitions(attributes);
+  Definition().GetAttributeDefinitions(attributes);
   for (const auto& attribute : attributes) out.push_back(UDMAttributeDefinitionHandle(attribute));
 }
 
 void UDMContentDefinitionHandle::GetAllowedContents(vqStlVector<UDMContentDefinitionHandle>& out,
                                                     const vqString& groupName) const {
   vqStlVector<boost::shared_ptr<UDMContentDefinition>> allowed;
-  m_definition->GetAllowedContents(allowed, groupName);
+  Definition().GetAllowedContents(allowed, groupName);
   for (const auto& definition : allowed) out.push_back(UDMContentDefinitionHandle(definition));
 }
 

@@ -75,4 +75,5 @@ TEST_F(ProfileTest, RelationHandlesLeadToTheirEnds) {
   EXPECT_TRUE(relation.GetLeftEntity() == left);
   EXPECT_TRUE(relation.GetRightEntity() == right);
   EXPECT_TRUE(m_profile->FindRelationHandleById(relation.GetUID()) != nullptr);
+  EXPECT_EQ(RaisedBy([] { UDMRelationHandle().GetRelationType(); }).GetExceptionSubCategory(), ExcSubNull);
 }

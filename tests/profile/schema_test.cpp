@@ -84,6 +84,8 @@ TEST_F(ProfileTest, ProfileUtilitiesAnswerSchemaQuestions) {
   const vqStlSet<vqString> classes = utils.GetRegisteredContentDefinitionClassNames();
   EXPECT_EQ(classes, (vqStlSet<vqString>{"UDMClassification", "UDMItem", "UDMRelation"}));
   EXPECT_EQ(utils.GetContentDefinitionHandle("UDMPart").GetType(), "UDMPart");
+  EXPECT_EQ(RaisedBy([] { UDMContentDefinitionHandle().GetType(); }).GetExceptionCategory(), ExcCatState)
+      << "an empty definition handle is refused, not followed";
 
   UDMProfileMgr::DiscardProfile(m_profile);
   m_opened.clear();

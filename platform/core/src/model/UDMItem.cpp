@@ -208,7 +208,15 @@ UDMItemPtr UDMItem::GetParent() {
   return UDMItemPtr();
 }
 
-bool UDMItem::HasParent() { return GetParent() != nullptr; }
+bool UDMItem::HasParent() {
+  for (const auto& weak : m_pendingParents) {
+    if (!weak.expired()) return true;
+  }
+  if (m_isNew) return false;
+  // A stored link is enough: the parent itself need not be loaded.
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  return !session->Store().GetAncestors(m_uid.GetDmUid(), 1).empty();
+}
 
 bool UDMItem::IsRootEntity() { return !HasParent(); }
 
