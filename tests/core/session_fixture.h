@@ -79,7 +79,11 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
     config->SetUserName(user);
     config->SetUDMConfigFile(m_configFile);
     config->SetDataSource(IsPostgres() ? "PostGres" : "local");
-    if (IsPostgres()) config->SetLMRepoClientSettings(PostgresClientSettings(m_pg->server()));
+    if (IsPostgres()) {
+      vqStlMap<vqString, vqString> settings;
+      for (const auto& [key, value] : PostgresClientSettings(m_pg->server())) settings[key] = value;
+      config->SetLMRepoClientSettings(settings);
+    }
     boost::shared_ptr<vqkudm::IUDMSession> session =
         vqkudm::UDMFramework::GetInstance()->CreateSession(config);
     m_opened.push_back(session);
@@ -96,23 +100,6 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
     boost::shared_ptr<vqkudm::IUDMSession> session = OpenSession(user);
     vqkudm::store::SetDriverDecorator(nullptr);
     return session;
-  }
-
-  // The client settings that reach the test server, taken from its
-  // connection string.
-  static vqStlMap<vqString, vqString> PostgresClientSettings(const std::string& server) {
-    const std::pair<const char*, const char*> names[] = {
-        {"host", "dbhost"}, {"port", "dbport"}, {"user", "dbusername"}, {"password", "dbpasswd"}};
-    vqStlMap<vqString, vqString> settings;
-    std::istringstream words(server);
-    std::string word;
-    while (words >> word) {
-      const auto equals = word.find('=');
-      for (const auto& [keyword, setting] : names) {
-        if (word.substr(0, equals) == keyword) settings[setting] = word.substr(equals + 1);
-      }
-    }
-    return settings;
   }
 
   std::optional<PgTestDatabase> m_pg;

@@ -12,7 +12,9 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 
 inline const char* PostgresTestServer() { return std::getenv("VQKUDM_TEST_PG"); }
@@ -26,6 +28,23 @@ inline constexpr const char* kNoPostgresServer =
 inline std::string WithConnectionKeyword(const std::string& base, const std::string& keyword,
                                          const std::string& value) {
   return base + " " + keyword + "='" + value + "'";
+}
+
+// The repository client settings ("dbhost", "dbport", "dbusername",
+// "dbpasswd") that reach the server of a connection string.
+inline std::map<std::string, std::string> PostgresClientSettings(const std::string& server) {
+  const std::pair<const char*, const char*> names[] = {
+      {"host", "dbhost"}, {"port", "dbport"}, {"user", "dbusername"}, {"password", "dbpasswd"}};
+  std::map<std::string, std::string> settings;
+  std::istringstream words(server);
+  std::string word;
+  while (words >> word) {
+    const auto equals = word.find('=');
+    for (const auto& [keyword, setting] : names) {
+      if (word.substr(0, equals) == keyword) settings[setting] = word.substr(equals + 1);
+    }
+  }
+  return settings;
 }
 
 class PgTestDatabase {

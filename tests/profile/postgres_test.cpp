@@ -1,0 +1,38 @@
+// The same profile over a PostgreSQL repository, reached through the
+// configuration map's client settings.
+
+#include "profile_fixture.h"
+
+#include "pg_test_database.h"
+
+using namespace vqkudm;
+
+TEST_F(ProfileTest, APostgresRepositoryIsReachedThroughTheConfigurationMap) {
+  PgTestDatabase database;
+  if (!database.ok()) GTEST_SKIP() << kNoPostgresServer;
+  vqStlMap<vqString, vqVariant> configuration;
+  configuration["DataSource"] = "PostGres";
+  configuration["RepositoryName"] = database.name();
+  configuration["WorkspaceBaseDir"] = m_dir.path().string();
+  configuration["WorkspaceName"] = "ws";
+  for (const auto& [key, value] : PostgresClientSettings(database.server())) configuration[key] = value;
+  m_opened.push_back(UDMProfileMgr::GetProfile(configuration));
+  boost::shared_ptr<IUDMProfile> writer = m_opened.back();
+
+  UDMItemHandle project = writer->CreateEntity("UDMProject", "rover");
+  writer->CreateAndAdd("UDMPart", "wheel", project, "parts");
+  writer->Persist(project, "first", false, true, false);
+  writer->Checkout(project, "second");
+  writer->SetAttribute(project, "description", vqVariant("on the server"));
+  writer->Persist(project, "second", false, false, false);
+
+  m_opened.push_back(UDMProfileMgr::GetProfile(configuration));
+  boost::shared_ptr<IUDMProfile> reader = m_opened.back();
+  UDMItemHandle seen = reader->GetUDMItemHandle(project.GetUID());
+  EXPECT_EQ(seen.GetAttributeValue("description").ToString(), "on the server");
+  EXPECT_EQ(reader->GetNChildren(seen, "parts", ""), 1u);
+  EXPECT_EQ(reader->GetHistory(seen)->GetVersionList().size(), 1u);
+  // The sessions close before their database goes.
+  UDMProfileMgr::DiscardProfile(reader);
+  UDMProfileMgr::DiscardProfile(writer);
+}
