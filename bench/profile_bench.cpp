@@ -71,24 +71,6 @@ void BM_ProfileCreateAndPersist_runtime(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * count);
 }
 
-void BM_ProfileCreateAndPersist_baseline(benchmark::State& state) {
-  const int count = static_cast<int>(state.range(0));
-  for (auto _ : state) {
-    state.PauseTiming();
-    const fs::path dir = FreshDirectory("create-raw");
-    std::shared_ptr<vqlm::iDbDriver> db = store::OpenRepositoryDatabase("sqlite", (dir / "raw.db").string());
-    state.ResumeTiming();
-
-    InsertRowsRaw(*db, MakePartRows(count));
-
-    state.PauseTiming();
-    db.reset();
-    fs::remove_all(dir);
-    state.ResumeTiming();
-  }
-  state.SetItemsProcessed(state.iterations() * count);
-}
-
 // Handles on 1,000 stored parts, and the same repository opened raw.
 struct HandleFixture {
   static constexpr int kParts = 1000;
@@ -154,7 +136,7 @@ void BM_ReadThroughDroppedHandles_baseline(benchmark::State& state) {
 
 BENCHMARK(BM_ProfileCreateAndPersist_runtime)->Name("ProfileCreateAndPersist/runtime")->Arg(20000)
     ->Unit(benchmark::kMillisecond)->Iterations(1);
-BENCHMARK(BM_ProfileCreateAndPersist_baseline)->Name("ProfileCreateAndPersist/baseline")->Arg(20000)
+BENCHMARK(BM_CreateAndPersistPartsRaw)->Name("ProfileCreateAndPersist/baseline")->Arg(20000)
     ->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_ReadThroughDroppedHandles_runtime)->Name("ReadThroughDroppedHandles/runtime")
     ->Unit(benchmark::kMillisecond);

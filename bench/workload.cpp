@@ -1,6 +1,9 @@
 #include "workload.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -11,6 +14,7 @@
 #include <vqkudmrt/UDMSessionConfig.h>
 #include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/UDMUID.h>
+#include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmidbdriver/iDbDriver.h>
 
 using namespace vqkudm;
@@ -82,4 +86,25 @@ void InsertRowsRaw(vqlm::iDbDriver& db, const std::vector<TableRows>& tables) {
     }
   }
   db.Commit();
+}
+
+void BM_CreateAndPersistPartsRaw(benchmark::State& state) {
+  namespace fs = std::filesystem;
+  const int count = static_cast<int>(state.range(0));
+  const fs::path dir = fs::temp_directory_path() / ("udm-bench-raw-" + std::to_string(::getpid()));
+  for (auto _ : state) {
+    state.PauseTiming();
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    std::shared_ptr<vqlm::iDbDriver> db = store::OpenRepositoryDatabase("sqlite", (dir / "raw.db").string());
+    state.ResumeTiming();
+
+    InsertRowsRaw(*db, MakePartRows(count));
+
+    state.PauseTiming();
+    db.reset();
+    fs::remove_all(dir);
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * count);
 }

@@ -6,6 +6,8 @@
 // table for the raw baselines to write their own way.
 
 #include <string>
+
+#include <benchmark/benchmark.h>
 #include <vector>
 
 #include <vqkudmrt/IUDMSession.h>
@@ -35,3 +37,7 @@ std::vector<TableRows> MakePartRows(int count);
 // The rows inserted as an application would write them: one prepared INSERT
 // per table, executed row by row, in one transaction.
 void InsertRowsRaw(vqlm::iDbDriver& db, const std::vector<TableRows>& tables);
+
+// The baseline of creating and persisting `state.range(0)` parts: their rows
+// inserted with InsertRowsRaw into a fresh SQLite database.
+void BM_CreateAndPersistPartsRaw(benchmark::State& state);

@@ -154,6 +154,8 @@ class VQKUDM_API UDMCoreProfile : public IUDMProfile, public boost::enable_share
 
  private:
   UDMCoreProfile() = default;
+  // GetSession as a value: the session, or the "Session Ptr is NULL" failure.
+  boost::shared_ptr<IUDMSession> Session() const;
   // _GetCoreHandle, raising "Unable to get Entity with Info" with `signature`
   // should it yield nothing.
   boost::shared_ptr<UDMCoreEntityHandle> ResolveEntity(const char* signature, const UDMItemHandle& entity) const;

@@ -75,8 +75,7 @@ void UDMBridgeSlot::update(UDMUpdateWrapper change) {
 // ---- subscriptions
 
 void UDMCoreProfile::SubscribeToEntityUpdates(boost::shared_ptr<IUDMProfileSlot>& subscriber) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   boost::shared_ptr<UDMBridgeSlot> bridge(new UDMBridgeSlot(shared_from_this()));
   if (subscriber) bridge->GetSignal().Connect(subscriber.get(), &IUDMProfileSlot::update);
   session->RegisterSlot(bridge);
@@ -90,8 +89,7 @@ void UDMCoreProfile::SubscribeToEntityUpdates(boost::shared_ptr<IUDMProfileSlot>
 }
 
 void UDMCoreProfile::UnsubscribeFromEntityUpdates(boost::shared_ptr<IUDMProfileSlot>& subscriber) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   auto found = m_subscribers.find(subscriber);
   if (found == m_subscribers.end()) return;
   session->UnregisterSlot(found->second);

@@ -7,6 +7,7 @@
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMItem.h>
+#include <vqkudmrt/UDMLogger.h>
 #include <vqkudmrt/UDMSession.h>
 
 #include "../foundation/SignatureText.h"
@@ -67,47 +68,28 @@ void UDMCoreProfile::GetSession(boost::shared_ptr<IUDMSession>& out) const {
   }
 }
 
-vqString UDMCoreProfile::GetSessionId() {
+boost::shared_ptr<IUDMSession> UDMCoreProfile::Session() const {
   boost::shared_ptr<IUDMSession> session;
   GetSession(session);
-  return session->GetSessionId();
+  return session;
 }
 
-vqString UDMCoreProfile::GetUName() {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
-  return session->GetUserName();
-}
+vqString UDMCoreProfile::GetSessionId() { return Session()->GetSessionId(); }
 
-vqString UDMCoreProfile::getWorkspaceDir() const {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
-  return session->GetWorkspaceDir();
-}
+vqString UDMCoreProfile::GetUName() { return Session()->GetUserName(); }
 
-void UDMCoreProfile::Lock() {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
-  session->Lock();
-}
+vqString UDMCoreProfile::getWorkspaceDir() const { return Session()->GetWorkspaceDir(); }
 
-void UDMCoreProfile::Unlock() {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
-  session->Unlock();
-}
+void UDMCoreProfile::Lock() { Session()->Lock(); }
 
+void UDMCoreProfile::Unlock() { Session()->Unlock(); }
+
+// The dump goes to the runtime's log, where diagnostics are collected.
 void UDMCoreProfile::DumpSession() {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
-  session->DumpSession();
+  UDMFramework::GetInstance()->GetLogger()->LogMessage(Session()->DumpSession(), UDMLogger::LevelInfo);
 }
 
-void UDMCoreProfile::Discard() const {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
-  UDMFramework::GetInstance()->DeleteSession(session);
-}
+void UDMCoreProfile::Discard() const { UDMFramework::GetInstance()->DeleteSession(Session()); }
 
 boost::shared_ptr<IUDMProfile> UDMCoreProfile::GetThisPtr() { return shared_from_this(); }
 
@@ -117,10 +99,7 @@ UDMProfileUtils UDMCoreProfile::GetProfileUtils() {
 
 UDMItemHandle UDMCoreProfile::GetUDMItemHandle(const vqString& id) {
   // Before Init there is no factory, and no session to say so but this one.
-  if (!m_handleFactory) {
-    boost::shared_ptr<IUDMSession> session;
-    GetSession(session);
-  }
+  if (!m_handleFactory) Session();
   return m_handleFactory->CreateItemHandle(id);
 }
 
@@ -168,8 +147,7 @@ void UDMCoreProfile::AppendItemHandles(vqStlVector<UDMItemHandle>& out,
 }
 
 boost::shared_ptr<IUDMEntityHandle> UDMCoreProfile::FindEntityHandleById(const vqString& id) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   boost::shared_ptr<UDMItem> item = session->FindItemById(UDMUID(id), true, vqString());
   if (!item) {
     ThrowNullArgument(VQ_PROFILE_SIG(VQ_T_SHARED("class vqkudm::IUDMEntityHandle"),
@@ -182,8 +160,7 @@ boost::shared_ptr<IUDMEntityHandle> UDMCoreProfile::FindEntityHandleById(const v
 }
 
 boost::shared_ptr<IUDMRelationHandle> UDMCoreProfile::FindRelationHandleById(const vqString& id) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   boost::shared_ptr<UDMRelation> relation;
   if (boost::shared_ptr<UDMSession> concrete = boost::dynamic_pointer_cast<UDMSession>(session)) {
     relation = concrete->FindRelationById(UDMUID(id));

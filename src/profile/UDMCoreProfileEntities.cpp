@@ -14,8 +14,7 @@
 namespace vqkudm {
 
 UDMItemHandle UDMCoreProfile::CreateEntity(const vqString& className, const vqString& name) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   boost::shared_ptr<UDMItem> item = session->CreateEntity(className, name, UDMUID());
   return GetUDMItemHandle(item->GetUID().ToString());
 }
@@ -24,8 +23,7 @@ UDMItemHandle UDMCoreProfile::CreateAndAdd(const vqString& className, const vqSt
                                            const UDMItemHandle& parent, const vqString& group) {
   static const char* const kSignature = VQ_PROFILE_SIG(
       VQ_T_ITEM, "CreateAndAdd(" VQ_T_STRING_CREF "," VQ_T_STRING_CREF "," VQ_T_ITEM_CREF "," VQ_T_STRING_CREF ")");
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   UDMItemHandle child = CreateEntity(className, name);
   boost::shared_ptr<UDMCoreEntityHandle> parentCore = ResolveEntity(kSignature, parent);
   boost::shared_ptr<UDMCoreEntityHandle> childCore = ResolveEntity(kSignature, child);
@@ -35,8 +33,7 @@ UDMItemHandle UDMCoreProfile::CreateAndAdd(const vqString& className, const vqSt
 
 void UDMCoreProfile::DeleteRootEntity(UDMItemHandle& entity, const bool, const bool) {
   const bool latest = entity.IsLatestRevision();
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   if (!latest) {
     ThrowInvalidArgException(VQ_PROFILE_SIG("void", "DeleteRootEntity(" VQ_T_ITEM_REF ",const bool,const bool)"),
                              "Cannot delete outdated entity " + entity.ToString(), ExcSubGeneral);
@@ -45,8 +42,7 @@ void UDMCoreProfile::DeleteRootEntity(UDMItemHandle& entity, const bool, const b
 }
 
 void UDMCoreProfile::Obliterate(const UDMItemHandle& entity, const bool recursive) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   boost::shared_ptr<UDMItem> item =
       ResolveItem(VQ_PROFILE_SIG("void", "Obliterate(" VQ_T_ITEM_CREF ",const bool)"), entity);
   if (entity.GetCdef() == kFolderKindCategories) {
@@ -57,20 +53,15 @@ void UDMCoreProfile::Obliterate(const UDMItemHandle& entity, const bool recursiv
 }
 
 void UDMCoreProfile::UnDeleteEntity(const UDMItemHandle& entity) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
-  session->UndeleteEntity(UDMUID(entity.GetUID()));
+  Session()->UndeleteEntity(UDMUID(entity.GetUID()));
 }
 
 unsigned long long UDMCoreProfile::GetDeletedContentsSize() {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
-  return session->GetDeletedContentsSize();
+  return Session()->GetDeletedContentsSize();
 }
 
 void UDMCoreProfile::GetDeletedContents(vqStlVector<UDMItemHandle>& out) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   vqStlVector<UDMQueryResultEntity> deleted;
   session->GetDeletedContents(deleted);
   const boost::shared_ptr<IUDMProfile> self = GetThisPtr();

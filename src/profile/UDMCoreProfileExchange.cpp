@@ -30,8 +30,7 @@ void UDMCoreProfile::Export(const vqString& path, const vqStlVector<vqString>& c
     if (!writable.IsOk()) ThrowFileException(kSignature, "Unable to overwrite " + path + ": " + writable.GetText(), ExcSubIo);
   }
 
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   vqStlVector<boost::shared_ptr<UDMItem>> items;
   for (const vqString& className : classNames) {
     session->QueryCondition(*UDMContentDefCondition::CreateAndInit(className, UDMOpIsA), 1, false, items);
@@ -52,8 +51,7 @@ void UDMCoreProfile::Export(const vqString& path, const vqStlVector<vqString>& c
 void UDMCoreProfile::Import(const vqString& path) {
   static const char* const kSignature = VQ_PROFILE_SIG("void", "Import(" VQ_T_STRING_CREF ")");
   if (path.empty()) ThrowEmptyArgument(kSignature, "Import File Path empty");
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   boost::shared_ptr<UDMSession> concrete = boost::dynamic_pointer_cast<UDMSession>(session);
   boost::shared_ptr<UDMImportCtrl> controller = concrete ? concrete->GetImportCtrl() : nullptr;
   if (!controller) ThrowUDMException(kSignature, "UDMImportCtrlPtr NULL", ExcCatState, ExcSubNull);

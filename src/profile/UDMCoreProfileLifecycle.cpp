@@ -155,8 +155,7 @@ void UDMCoreProfile::RemoveClassification(UDMItemHandle& entity, UDMItemHandle& 
 }
 
 void UDMCoreProfile::GetRootClassifications(vqStlVector<UDMItemHandle>& out, const vqString&) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   vqStlVector<boost::shared_ptr<UDMItem>> roots;
   session->GetRootEntities(RootEntityClassifications, roots);
   for (const boost::shared_ptr<UDMItem>& root : roots) out.push_back(GetUDMItemHandle(root->GetUID().ToString()));
@@ -171,8 +170,7 @@ UDMRelationHandle UDMCoreProfile::CreateRelation(UDMItemHandle& source, UDMItemH
   boost::shared_ptr<UDMItem> sourceItem = ResolveItem(kSignature, source);
   boost::shared_ptr<UDMItem> targetItem = ResolveItem(kSignature, target);
   if (relationName.empty()) ThrowEmptyArgument(kSignature, "Relation name is empty.");
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   boost::shared_ptr<UDMRelation> relation = session->CreateRelation(sourceItem, targetItem, relationName, bidirectional);
   if (!relation) {
     ThrowUDMException(kSignature,
@@ -188,8 +186,7 @@ bool UDMCoreProfile::RemoveRelation(UDMItemHandle& source, UDMItemHandle& target
       VQ_PROFILE_SIG("bool", "RemoveRelation(" VQ_T_ITEM_REF "," VQ_T_ITEM_REF ")");
   ResolveItem(kSignature, source);
   ResolveItem(kSignature, target);
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   boost::shared_ptr<UDMSession> concrete = boost::dynamic_pointer_cast<UDMSession>(session);
   vqStlVector<UDMRelationHandle> relations;
   GetRelations(relations, source, RelationOutgoing);

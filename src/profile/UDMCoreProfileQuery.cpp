@@ -12,8 +12,7 @@ namespace vqkudm {
 unsigned long long UDMCoreProfile::QueryEntities(vqStlVector<UDMItemHandle>& out, const vqString& query,
                                                  const UDMQuerySettingHandle& settings, bool allRevisions,
                                                  bool includeDeleted) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   const bool searchInExcluded = settings.GetSearchInExcluded();
   boost::shared_ptr<UDMQuery> compiled = session->CreateQuery(query, searchInExcluded, 0);
   vqStlVector<boost::shared_ptr<UDMItem>> items;
@@ -26,8 +25,7 @@ unsigned long long UDMCoreProfile::QueryEntitiesPaginated(vqStlVector<UDMItemHan
                                                           int reserved, int start, int count,
                                                           const UDMQuerySettingHandle& settings, bool allRevisions,
                                                           bool cached) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   UDMQueryResults results;
   const UDMQuerySettings& coreSettings = *settings.GetQuerySettingPtr();
   if (cached) {

@@ -56,8 +56,7 @@ bool UDMCoreProfile::ModifyContentDefinition(vqString outputPath, const vqString
   static const char* const kSignature = VQ_PROFILE_SIG(
       "bool", "ModifyContentDefinition(" VQ_T_STRING "," VQ_T_STRING_CREF "," VQ_T_VECTOR(
                   "class vqkudm::UDMCdefMetaData") " &,class vqkudm::UDMCdefCompositeMetaData *)");
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   if (!session->GetConfiguration()) {
     ThrowUDMException(kSignature, FormatArgumentMessage(kSignature, kArgNullPattern, "UDMConfiguration"),
                       ExcCatState, ExcSubNull);
@@ -113,8 +112,7 @@ bool UDMCoreProfile::ModifyUpdateContentDefinition(const vqString& className, vq
 }
 
 bool UDMCoreProfile::UpdateContentDefinition(const vqString& path) {
-  boost::shared_ptr<IUDMSession> session;
-  GetSession(session);
+  boost::shared_ptr<IUDMSession> session = Session();
   return session ? session->UpdateContentDefinition(path) : false;
 }
 
