@@ -23,6 +23,7 @@ UDMItemHandle UDMCoreProfile::CreateAndAdd(const vqString& className, const vqSt
                                            const UDMItemHandle& parent, const vqString& group) {
   static const char* const kSignature = VQ_PROFILE_SIG(
       VQ_T_ITEM, "CreateAndAdd(" VQ_T_STRING_CREF "," VQ_T_STRING_CREF "," VQ_T_ITEM_CREF "," VQ_T_STRING_CREF ")");
+  // Held so that the session outlives both steps.
   boost::shared_ptr<IUDMSession> session = Session();
   UDMItemHandle child = CreateEntity(className, name);
   boost::shared_ptr<UDMCoreEntityHandle> parentCore = ResolveEntity(kSignature, parent);

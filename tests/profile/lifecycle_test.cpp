@@ -127,3 +127,22 @@ TEST_F(ProfileTest, WhatTheProfileDoesNotOfferIsRefusedBeforeAnythingIsRead) {
     EXPECT_EQ(e.GetExceptionSubCategory(), ExcSubGeneral);
   }
 }
+
+TEST_F(ProfileTest, TwoUsersProfilesShareTheRepositoryAndItsCheckOuts) {
+  boost::shared_ptr<IUDMProfile> alice = OpenProfileAs("alice");
+  boost::shared_ptr<IUDMProfile> bob = OpenProfileAs("bob");
+  UDMItemHandle part = alice->CreateEntity("UDMPart", "bracket");
+  alice->Persist(part, "", false, false, false);
+  alice->Checkout(part, "alice edits");
+
+  UDMItemHandle bobsPart = bob->GetUDMItemHandle(part.GetUID());
+  const UDMException e = RaisedBy([&] { bob->Checkout(bobsPart, "bob too"); });
+  EXPECT_NE(std::string(e.what()).find("alice"), std::string::npos) << e.what();
+  EXPECT_EQ(e.GetExceptionSubCategory(), ExcSubConflict);
+
+  alice->SetAttribute(part, "description", vqVariant("by alice"));
+  alice->Persist(part, "done", false, false, false);
+  UDMItemHandle latest = bob->GetUDMItemHandle(part.GetUID());
+  EXPECT_EQ(latest.GetAttributeValue("description").ToString(), "by alice");
+  EXPECT_FALSE(bobsPart.IsLatestRevision());
+}
