@@ -3,6 +3,7 @@
 
 #include <vqkudmrt/UDMException.h>
 
+#include "HandleText.h"
 #include "SignatureText.h"
 
 namespace vqkudm {
@@ -35,14 +36,6 @@ vqString RefreshedUID(const Handle& handle) {
   }
   return handle.m_uid;
 }
-
-namespace {
-
-vqString HandleText(const vqString& uid, const vqString& cdef, const vqString& url) {
-  return "\n\t UID :: " + uid + "\n\t Content Definition :: " + cdef + "\n\t Versioned Url :: " + url;
-}
-
-}  // namespace
 
 // ---- UDMItemHandle
 

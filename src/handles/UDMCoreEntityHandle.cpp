@@ -5,6 +5,7 @@
 #include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 
+#include "../foundation/HandleText.h"
 #include "../foundation/SignatureText.h"
 
 namespace vqkudm {
@@ -38,7 +39,7 @@ UDMCoreEntityHandle::UDMCoreEntityHandle(const boost::shared_ptr<UDMItem>& item)
 UDMCoreEntityHandle::~UDMCoreEntityHandle() = default;
 
 vqString UDMCoreEntityHandle::ToString() const {
-  return "\n\t UID :: " + m_uid + "\n\t Content Definition :: " + m_cdef + "\n\t Versioned Url :: " + m_url;
+  return HandleText(m_uid, m_cdef, m_url);
 }
 
 boost::shared_ptr<UDMItem> UDMCoreEntityHandle::_GetUDMItemPtr() const {

@@ -3,6 +3,7 @@
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMItem.h>
 
+#include "../foundation/HandleText.h"
 #include "../foundation/SignatureText.h"
 
 namespace vqkudm {
@@ -26,7 +27,7 @@ UDMCoreRelationHandle::UDMCoreRelationHandle(const boost::shared_ptr<UDMRelation
 UDMCoreRelationHandle::~UDMCoreRelationHandle() = default;
 
 vqString UDMCoreRelationHandle::ToString() const {
-  return "\n\t UID :: " + m_uid + "\n\t Content Definition :: " + m_cdef + "\n\t Versioned Url :: " + m_url;
+  return HandleText(m_uid, m_cdef, m_url);
 }
 
 boost::shared_ptr<UDMRelation> UDMCoreRelationHandle::_GetUDMRelationPtr() const {
