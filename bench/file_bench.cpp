@@ -15,7 +15,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/IUDMSession.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMItem.h>

@@ -8,7 +8,7 @@
 
 #include <filesystem>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudm/UDMProfileMgr.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMSession.h>

@@ -9,7 +9,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 #include <vqkudmrt/UDMSession.h>

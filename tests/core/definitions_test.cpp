@@ -1,5 +1,10 @@
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
+#include <vqkudmrt/UDMAttributeDefinition.h>
+#include <vqkudmrt/UDMChildGroup.h>
 #include <vqkudmrt/UDMConfiguration.h>
+#include <vqkudmrt/UDMContentDefinition.h>
+
+#include <boost/make_shared.hpp>
 #include <vqkudmrt/UDMException.h>
 
 #include <gtest/gtest.h>
@@ -82,10 +87,17 @@ TEST(AttributeValues, AreConvertedExactlyOrRefusedWithTheReason) {
   EXPECT_EQ(mass->CheckValue(vqVariant("2.5"), "p"), vqVariant(2.5));
   EXPECT_EQ(mass->CheckValue(vqVariant(3), "p"), vqVariant(3.0));
   EXPECT_THROW(mass->CheckValue(vqVariant("heavy"), "p"), UDMException);
-  auto quantity = part->GetAttributeDefinition("quantity");
-  EXPECT_EQ(quantity->CheckValue(vqVariant("12"), "p"), vqVariant(std::int64_t(12)));
-  EXPECT_THROW(quantity->CheckValue(vqVariant(1.5), "p"), UDMException);
-  auto number = part->GetAttributeDefinition("partnumber");
+  auto findNumber = part->GetUDMChildGroup("parts")->GetUseAttributeDefinition("findnumber");
+  ASSERT_TRUE(findNumber) << "a use attribute of the parts group";
+  EXPECT_EQ(findNumber->CheckValue(vqVariant("12"), "p"), vqVariant(std::int64_t(12)));
+  EXPECT_THROW(findNumber->CheckValue(vqVariant(1.5), "p"), UDMException);
+  auto number = boost::make_shared<UDMAttributeDefinition>([] {
+    UDMAttributeDefinition::Fields fields;
+    fields.name = "partnumber";
+    fields.type = UDMAttributeDefinition::TypeString;
+    fields.regex = "[A-Z]{2}-[0-9]+";
+    return fields;
+  }());
   EXPECT_EQ(number->CheckValue(vqVariant("AB-12"), "p"), vqVariant("AB-12"));
   try {
     number->CheckValue(vqVariant("ab12"), "Part 'x'");

@@ -3,7 +3,7 @@
 #include <archive.h>
 #include <archive_entry.h>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMClassification.h>
 #include <vqkudmrt/UDMExchange.h>
 #include <vqkudmrt/UDMPlugin.h>
@@ -55,7 +55,7 @@ class ExchangeTest : public RepositoryTest {
     UDMItemPtr frame = m_project->AddChild(m_session->CreateEntity(kClassPart, "frame", UDMUID()), "parts");
     UDMItemPtr seat = m_project->AddChild(m_session->CreateEntity(kClassPart, "seat", UDMUID()), "parts");
     frame->SetAttribute("mass", vqVariant(12.5));
-    frame->SetAttribute("quantity", vqVariant(std::int64_t(2)));
+    frame->SetAttribute("unit", vqVariant("kg"));
     frame->AddFile(Write("frame.step", "solid frame").string(), true, false, "cad");
     frame->AddPreviewImage(Write("frame.png", "png").string(), "front", vqlm::ImagePng, "front view", true, false);
     seat->AddReference(frame, "mounted on");

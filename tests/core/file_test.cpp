@@ -1,6 +1,6 @@
 #include "session_fixture.h"
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMSession.h>
 
 #include <fstream>

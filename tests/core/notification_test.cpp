@@ -1,6 +1,6 @@
 #include "session_fixture.h"
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/UDMUpdateWrapper.h>
 
@@ -55,7 +55,7 @@ TEST_P(NotificationTest, ChangesArriveInOrderWithWhatChanged) {
   EXPECT_FALSE(recorder->changes[4].GetParentUpdate().IsValid());
 
   m_session->UnregisterSlot(recorder);
-  m_session->DeleteEntity(seat->GetUID());
+  m_session->DeleteEntity(project->GetUID());
   EXPECT_EQ(recorder->changes.size(), 6u);
 }
 

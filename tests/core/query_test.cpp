@@ -1,6 +1,6 @@
 #include "session_fixture.h"
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMCondition.h>
 #include <vqkudmrt/UDMQuery.h>
 #include <vqkudmrt/UDMQuerySettings.h>

@@ -1,6 +1,6 @@
 #include "session_fixture.h"
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMSession.h>
 
@@ -107,6 +107,7 @@ class ConstrainedModelTest : public RepositoryTest {
  protected:
   void SetUp() override {
     RepositoryTest::SetUp();
+    if (IsSkipped()) return;
     const std::filesystem::path data(UDMFramework::GetInstance()->GetInstallLayout().dataDir.str());
     std::ofstream(m_dir / "gadget.xml")
         << "<contentdefinition type=\"Gadget\" derivedfrom=\"UDMItem\">"

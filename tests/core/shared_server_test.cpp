@@ -4,7 +4,7 @@
 
 #include "session_fixture.h"
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmidbdriver/DbDriverWrapper.h>

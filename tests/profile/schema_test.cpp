@@ -65,9 +65,14 @@ TEST_F(ProfileTest, ProfileUtilitiesAnswerSchemaQuestions) {
   utils.GetGroupNames("Categories", names, "anything");
   utils.GetGroupNames("UDMCTEntityCollector", names, "");
   EXPECT_EQ(names, (vqStlVector<vqString>{"category", "content", "folder", "content"}));
+  // The groups reported for categories are the ones the definition has.
+  names.clear();
+  utils.GetAllowedChildCdefNames("Categories", names, "category");
+  utils.GetAllowedChildCdefNames("Categories", names, "content");
+  EXPECT_EQ(names, (vqStlVector<vqString>{"Categories", "UDMItem"}));
   names.clear();
   utils.GetGroupNames("UDMProject", names, "association");
-  EXPECT_EQ(names, (vqStlVector<vqString>{"kpi", "es"}));
+  EXPECT_EQ(names, (vqStlVector<vqString>{"parts", "documents", "kpi", "es"}));
   names.clear();
   utils.GetGroupNames("UDMProject", names, "Owner");
   EXPECT_TRUE(names.empty());
@@ -75,7 +80,7 @@ TEST_F(ProfileTest, ProfileUtilitiesAnswerSchemaQuestions) {
   vqString group = "untouched", kind = "untouched";
   utils.GetGroupNameAndType(group, kind, "UDMProject", "UDMPart");
   EXPECT_EQ(group, "parts");
-  EXPECT_EQ(kind, "composition");
+  EXPECT_EQ(kind, "association");
 
   EXPECT_FALSE(utils.GetContentDefinition("NoSuchDefinition"));
   EXPECT_EQ(RaisedBy([&] { utils.GetContentDefinition(""); }).GetExceptionCategory(), ExcCatInvalidArgument);

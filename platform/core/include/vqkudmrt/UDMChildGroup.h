@@ -9,10 +9,13 @@
 
 namespace vqkudm {
 
+class UDMAttributeDefinition;
 class UDMConfiguration;
 class UDMContentDefinition;
 
 // A named group of children of a content definition and what it admits.
+// Each child in a group is a use: a link of its own, with the use attributes
+// the group declares (a quantity, a transform, a reference designator).
 class VQKUDMRT_API UDMChildGroup {
  public:
   struct Fields {
@@ -25,6 +28,9 @@ class VQKUDMRT_API UDMChildGroup {
     bool internal = false;
     bool nonDisplayable = false;
     bool allowDuplicateNames = true;
+    // Whether one parent may use the same child more than once here.
+    bool multipleUses = false;
+    vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> useAttributes;
   };
 
   UDMChildGroup() = default;
@@ -47,6 +53,13 @@ class VQKUDMRT_API UDMChildGroup {
   bool IsInternalGroup() const { return m_fields.internal; }
   bool IsNonDisplayable() const { return m_fields.nonDisplayable; }
   bool IsAllowedDuplicateNames() const { return m_fields.allowDuplicateNames; }
+  bool IsMultipleUses() const { return m_fields.multipleUses; }
+  // The attributes each use of the group has, in declaration order.
+  const vqStlVector<boost::shared_ptr<UDMAttributeDefinition>>& GetUseAttributeDefinitions() const {
+    return m_fields.useAttributes;
+  }
+  // The use attribute of that name, or null.
+  boost::shared_ptr<UDMAttributeDefinition> GetUseAttributeDefinition(const vqString& name) const;
   const Fields& GetFields() const { return m_fields; }
 
  private:

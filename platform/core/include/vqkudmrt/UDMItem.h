@@ -19,6 +19,24 @@ class UDMItem;
 class UDMRelation;
 using UDMItemPtr = boost::shared_ptr<UDMItem>;
 
+// One use of a child by a parent: its own link, with the use attributes its
+// group declares. The identifier stays the same across the parent's revisions.
+struct UDMChildUse {
+  vqString useId;
+  vqString group;
+  boost::shared_ptr<UDMItem> child;
+  vqStlMap<vqString, vqVariant> attributes;
+};
+
+// An ancestor found by where-used: its level (1 = direct parent), the group
+// of its links and how many uses it makes of the entities one level below.
+struct UDMWhereUsed {
+  boost::shared_ptr<UDMItem> parent;
+  int level = 0;
+  vqString group;
+  int uses = 0;
+};
+
 // Recursion of persisting and saving: the entity alone, or with its whole
 // child structure.
 enum GDMRecurseOption { GDM_RECURSE_NONE = 0, GDM_RECURSE_CHILDREN = 1, GDM_RECURSE_ALL = 2 };
@@ -32,28 +50,46 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   bool IsPrototype() const;
   bool IsOccurrence() const;
 
-  // Adds `child` to `group` of this item (checked out). Refuses a group the
-  // definition does not have or that does not admit the child's definition,
-  // the item itself, a child that would close a cycle, a second parent where
-  // the child's definition forbids it, and a duplicate name where the group
-  // forbids it. Returns the child.
+  // Adds a use of `child` to `group` of this item (checked out) and returns
+  // the child. In a group that admits several uses of one child
+  // (multipleuses) every call adds a use; elsewhere a child already used
+  // there is left as it is. Refuses a group the definition does not have or
+  // that does not admit the child's definition, the item itself, a child
+  // that would close a cycle, a second parent where the child's definition
+  // forbids it, another entity of the same name where the group forbids
+  // duplicate names, and a child of another repository.
   UDMItemPtr AddChild(const UDMItemPtr& child, const vqString& group);
+  // The same with the use's attributes (checked against the group's use
+  // attributes; the others take their defaults); returns the use's identifier.
+  vqString AddUse(const UDMItemPtr& child, const vqString& group,
+                  const vqStlMap<vqString, vqVariant>& attributes);
+  // Removes the last use of `child`.
   void RemoveChild(const UDMItemPtr& child);
-  // Children in the group ("" for every group), in the order they were added.
+  void RemoveUse(const vqString& useId);
+  // Sets an attribute of one use; an empty value clears it.
+  void SetUseAttribute(const vqString& useId, const vqString& name, const vqVariant& value);
+  // Children in the group ("" for every group), once per use, in the order
+  // the uses were added.
   void GetChildren(vqStlVector<UDMItemPtr>& out, const vqString& group);
-  // The group that holds `child`, or empty.
+  // The uses in the group ("" for every group), in the same order.
+  void GetUses(vqStlVector<UDMChildUse>& out, const vqString& group);
+  // The group of the first use of `child`, or empty.
   vqString GetChildGroup(const UDMItemPtr& child);
 
   // The first parent, or null when the item is a root.
   UDMItemPtr GetParent();
   bool HasParent();
   bool IsRootEntity();
-  // Ancestors up to `level` levels (<= 0: all), nearest first, each once.
+  // Ancestors up to `level` levels (<= 0: all), nearest first, each once,
+  // through stored links and the links of this session not stored yet.
   void GetParents(vqStlVector<UDMItemPtr>& out, int level);
-  // Ancestors by level, read from the repository (persisted links only):
-  // level -> (entity, group of the link from that ancestor).
+  // Where-used from the repository (stored links only), up to `level`
+  // levels (<= 0: all): level -> (ancestor, group of its links), every
+  // ancestor at every level it is reached at.
   void GetParentsFromDB(std::map<int, vqStlVector<std::pair<boost::weak_ptr<UDMItem>, vqString>>>& out,
                         int level, int reserved);
+  // The same with the number of uses, nearest level first. One query.
+  void GetWhereUsed(vqStlVector<UDMWhereUsed>& out, int level);
   // The nearest ancestor that is a folder (of the folder-type definition or
   // one derived from it); null when the item is in no folder.
   UDMItemPtr GetFolder();
@@ -69,6 +105,8 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   void GetReferredBy(vqStlVector<UDMItemPtr>& items, vqStlVector<vqString>& names);
 
   // Categories the item is classified under, kept with the item's revision.
+  // A category not stored yet is stored with the item's classification when
+  // both are checked in, in either order.
   void AddClassification(const boost::shared_ptr<UDMClassification>& category);
   void RemoveClassification(const boost::shared_ptr<UDMClassification>& category);
   // With `withParents`, also the categories above them, each once.
@@ -93,7 +131,10 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   void CheckOut(const vqString& comment);
   // Drops the working changes, any saved draft and the lock, and returns to
   // the stored revision; with GDM_RECURSE_ALL also for the checked-out items
-  // below. Refused when the item is not checked out or was never persisted.
+  // below. An item never persisted is discarded with the relations and
+  // classifications made with it, and leaves its new or checked-out parents;
+  // with GDM_RECURSE_ALL so are the new items below it that have no other
+  // parent. Refused when the item is not checked out.
   void UndoCheckOut(int revision, GDMRecurseOption recursion);
   // Writes the working state of a checked-out item (and with GDM_RECURSE_ALL
   // of the new or checked-out items below it) to the repository as drafts,
@@ -176,6 +217,9 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   struct ChildLink {
     vqString group;
     vqString childDmid;
+    vqString useId;
+    std::int64_t position = 0;
+    vqStlMap<vqString, vqVariant> attributes;
   };
   struct NamedTarget {
     vqString name;
@@ -206,9 +250,20 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
                          std::set<const UDMItem*>& inBatch);
   bool IsAncestorOf(const UDMItem& item);
 
+  // A use's link, or end() (UDMItemStructure.cpp).
+  std::vector<ChildLink>::iterator FindUse(const char* signature, const vqString& useId);
+  void DropUse(std::vector<ChildLink>::iterator use, const UDMItemPtr& child);
+  // Refuses an entity of another session (and so of another repository).
+  void RequireSameSession(const char* signature, const UDMAbstractBaseEntity& other) const;
+  // The stored children of this revision by data-model id, in one query.
+  std::map<vqString, UDMItemPtr> StoredChildren(const vqString& group);
+  // Forgets this never-stored item in its session (UndoCheckOut).
+  void Discard(GDMRecurseOption recursion);
+
   std::vector<ChildLink> m_childLinks;
-  // group + '/' + child id of every link, for constant-time membership.
-  std::set<vqString> m_childKeys;
+  // Uses per group + '/' + child id, for constant-time membership.
+  std::map<vqString, int> m_useCounts;
+  std::int64_t m_nextPosition = 0;
   bool m_linksLoaded = false;
   // Names of the children per group, built on the first addition to a group
   // that forbids duplicate names, so each addition checks in constant time.

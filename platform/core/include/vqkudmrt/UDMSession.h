@@ -4,6 +4,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
+#include <vector>
 #include <unordered_map>
 
 #include <boost/enable_shared_from_this.hpp>
@@ -150,6 +152,26 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   void LogChanges(SignalOption op, const std::vector<UDMUID>& uids);
   // Moves an entity in the identity map after its identifier changed.
   void Rekey(const UDMUID& oldUid, const boost::shared_ptr<UDMItem>& item);
+  // Forgets every object of a data-model id (obliterated or discarded) and
+  // what waits for it; holders see their objects deleted.
+  void Forget(const vqString& dmid);
+
+  // Relations and classifications made before their ends were stored wait
+  // here until the check-in that stores their last end.
+  struct PendingRelation;
+  struct PendingLinks {
+    std::vector<std::shared_ptr<PendingRelation>> relations;
+    std::vector<std::pair<vqString, vqString>> classifications;  // (item, category)
+  };
+  // The waiting relations with `dmid` at the end `direction` names.
+  void GetPendingRelations(vqStlVector<boost::shared_ptr<UDMRelation>>& out, const vqString& dmid,
+                           int direction) const;
+  // Check-in, inside its transaction: stores what waits and has all its ends
+  // stored now; `waiting` gives the categories each checked-in item waits
+  // for instead of what it waited for before. Returns what still waits, for
+  // SettlePending once the transaction committed.
+  PendingLinks StorePending(const std::map<vqString, std::vector<vqString>>& waiting);
+  void SettlePending(PendingLinks left);
   // The current time as stored in the repository (ISO-8601, UTC, ms).
   static vqString Now();
   // A time in the same form as Now(), from seconds since 1970 (UTC).
@@ -173,6 +195,11 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // Installs the definitions stored in the repository over the configured ones.
   void ApplyStoredDefinitions();
   store::ChangeLogEntry ChangeEntry(SignalOption op, const UDMUID& uid, const UDMUID& child) const;
+  // Refuses to `what` an item that parents other than `alsoGoing` still use,
+  // naming every one of them.
+  void RefuseIfUsed(const char* signature, const vqString& what, UDMItem& item,
+                    const std::set<vqString>& alsoGoing);
+  void DropPendingOf(const vqString& dmid);
 
   boost::shared_ptr<UDMSessionConfig> m_config;
   boost::shared_ptr<UDMConfiguration> m_schema;
@@ -203,6 +230,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   boost::shared_ptr<UDMPluginMgr> m_plugins;
   // Relations live as long as the session, so handles never lose them.
   std::unordered_map<vqString, boost::shared_ptr<UDMRelation>> m_relations;
+  PendingLinks m_pending;
 };
 
 }  // namespace vqkudm

@@ -9,7 +9,6 @@
 #include "../store/EntityStore.h"
 #include "../vault/ContentVault.h"
 #include "PackageFormat.h"
-#include "PackageRows.h"
 
 namespace vqkudm::exchange {
 
@@ -36,23 +35,23 @@ std::set<vqString> Closure(store::EntityStore& store, const std::set<vqString>& 
         if (!dmid.empty() && all.insert(dmid).second) next.push_back(dmid);
       }
     };
-    add(SelectIn(store, "SELECT child_dmid FROM udm_link WHERE parent_dmid IN", frontier, ""));
-    add(SelectIn(store, "SELECT target_dmid FROM udm_reference WHERE source_dmid IN", frontier, ""));
-    add(SelectIn(store, "SELECT category_dmid FROM udm_classified WHERE item_dmid IN", frontier, ""));
+    add(store.SelectIn("SELECT child_dmid FROM udm_link WHERE parent_dmid IN", frontier, ""));
+    add(store.SelectIn("SELECT target_dmid FROM udm_reference WHERE source_dmid IN", frontier, ""));
+    add(store.SelectIn("SELECT category_dmid FROM udm_classified WHERE item_dmid IN", frontier, ""));
     // Category trees come whole, from their roots.
-    add(SelectIn(store,
+    add(store.SelectIn(
                  "SELECT l.parent_dmid FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid"
                  " WHERE e.class = 'UDMClassification' AND l.child_dmid IN",
                  frontier, ""));
     // Branches both ways: where a line came from and the lines made from it.
-    add(SelectIn(store, "SELECT substr(branch_from, 1, 32) FROM udm_entity WHERE dmid IN", frontier, ""));
-    add(SelectIn(store, "SELECT dmid FROM udm_entity WHERE substr(branch_from, 1, 32) IN", frontier, ""));
+    add(store.SelectIn("SELECT substr(branch_from, 1, 32) FROM udm_entity WHERE dmid IN", frontier, ""));
+    add(store.SelectIn("SELECT dmid FROM udm_entity WHERE substr(branch_from, 1, 32) IN", frontier, ""));
     frontier.swap(next);
   }
   // Relations whose two ends are both in the package.
   const std::vector<vqString> members(all.begin(), all.end());
-  const vqlm::ResultSet relations = SelectIn(
-      store, "SELECT v.dmid, r.left_dmid, r.right_dmid FROM udm_relation r JOIN udm_revision v ON v.uid = r.uid WHERE r.left_dmid IN",
+  const vqlm::ResultSet relations = store.SelectIn(
+      "SELECT v.dmid, r.left_dmid, r.right_dmid FROM udm_relation r JOIN udm_revision v ON v.uid = r.uid WHERE r.left_dmid IN",
       members, "");
   for (std::size_t i = 0; i < relations.GetRowCount(); ++i) {
     if (all.count(relations.GetValue(i, 2).ToString())) all.insert(relations.GetValue(i, 0).ToString());
@@ -76,8 +75,8 @@ void WritePackage(UDMSession& session, const std::set<vqString>& start, const vq
     return entities[dmid]["revisions"][index];
   };
 
-  const vqlm::ResultSet heads = SelectIn(
-      store, "SELECT dmid, cdef, class, latest_rev, deleted, created_by, created_time, branch_from FROM udm_entity WHERE dmid IN",
+  const vqlm::ResultSet heads = store.SelectIn(
+      "SELECT dmid, cdef, class, latest_rev, deleted, created_by, created_time, branch_from FROM udm_entity WHERE dmid IN",
       ids, " ORDER BY dmid");
   for (std::size_t i = 0; i < heads.GetRowCount(); ++i) {
     auto v = [&](std::size_t c) { return heads.GetValue(i, c); };
@@ -89,8 +88,8 @@ void WritePackage(UDMSession& session, const std::set<vqString>& start, const vq
               {"references", json::array()},       {"classifications", json::array()}};
     entities[v(0).ToString()] = std::move(e);
   }
-  const vqlm::ResultSet revisions = SelectIn(
-      store, "SELECT uid, dmid, revision, name, modified_by, modified_time, comment FROM udm_revision WHERE state = 0 AND dmid IN",
+  const vqlm::ResultSet revisions = store.SelectIn(
+      "SELECT uid, dmid, revision, name, modified_by, modified_time, comment FROM udm_revision WHERE state = 0 AND dmid IN",
       ids, " ORDER BY dmid, revision");
   for (std::size_t i = 0; i < revisions.GetRowCount(); ++i) {
     auto v = [&](std::size_t c) { return revisions.GetValue(i, c); };
@@ -103,7 +102,7 @@ void WritePackage(UDMSession& session, const std::set<vqString>& start, const vq
   std::vector<vqString> uids;
   for (const auto& [uid, unused] : revisionsByUid) uids.push_back(uid);
   const vqlm::ResultSet attributes =
-      SelectIn(store, "SELECT uid, name, type, text_value, num_value FROM udm_attribute WHERE uid IN", uids,
+      store.SelectIn("SELECT uid, name, type, text_value, num_value FROM udm_attribute WHERE uid IN", uids,
                " ORDER BY uid, name");
   for (std::size_t i = 0; i < attributes.GetRowCount(); ++i) {
     auto v = [&](std::size_t c) { return attributes.GetValue(i, c); };
@@ -113,8 +112,7 @@ void WritePackage(UDMSession& session, const std::set<vqString>& start, const vq
          {"number", v(4).ToDouble(number) ? json(number) : json()}});
   }
   std::set<vqString> contents;
-  const vqlm::ResultSet files = SelectIn(
-      store,
+  const vqlm::ResultSet files = store.SelectIn(
       "SELECT uid, kind, name, folder, content_key, size, modified_time, added_time, source_path, image_type,"
       " description, is_default FROM udm_file WHERE uid IN",
       uids, " ORDER BY uid, position");
@@ -127,33 +125,37 @@ void WritePackage(UDMSession& session, const std::set<vqString>& start, const vq
          {"added", v(7).ToString().str()}, {"source", Text(v(8))}, {"imageType", Number(v(9))},
          {"description", Text(v(10))}, {"default", Number(v(11)) != 0}});
   }
-  const vqlm::ResultSet links = SelectIn(
-      store, "SELECT parent_dmid, grp, child_dmid, from_rev, to_rev, position FROM udm_link WHERE parent_dmid IN", ids,
-      " ORDER BY parent_dmid, from_rev, grp, position");
+  const vqlm::ResultSet links = store.SelectIn(
+      "SELECT parent_dmid, grp, child_dmid, from_rev, to_rev, position, use_id, attrs FROM udm_link"
+      " WHERE parent_dmid IN",
+      ids, " ORDER BY parent_dmid, from_rev, grp, position");
   for (std::size_t i = 0; i < links.GetRowCount(); ++i) {
     auto v = [&](std::size_t c) { return links.GetValue(i, c); };
+    // Use attributes go as the repository keeps them, so they come back exactly.
+    const json attributes = v(7).IsEmpty() ? json::object() : json::parse(v(7).ToString().str());
     entities[v(0).ToString()]["links"].push_back({{"group", v(1).ToString().str()}, {"child", v(2).ToString().str()},
                                                   {"from", Number(v(3))}, {"to", Number(v(4))},
-                                                  {"position", Number(v(5))}});
+                                                  {"position", Number(v(5))}, {"use", v(6).ToString().str()},
+                                                  {"attributes", attributes}});
   }
-  const vqlm::ResultSet references = SelectIn(
-      store, "SELECT source_dmid, name, target_dmid, from_rev, to_rev FROM udm_reference WHERE source_dmid IN", ids,
+  const vqlm::ResultSet references = store.SelectIn(
+      "SELECT source_dmid, name, target_dmid, from_rev, to_rev FROM udm_reference WHERE source_dmid IN", ids,
       " ORDER BY source_dmid, from_rev, name, target_dmid");
   for (std::size_t i = 0; i < references.GetRowCount(); ++i) {
     auto v = [&](std::size_t c) { return references.GetValue(i, c); };
     entities[v(0).ToString()]["references"].push_back({{"name", v(1).ToString().str()}, {"target", v(2).ToString().str()},
                                                        {"from", Number(v(3))}, {"to", Number(v(4))}});
   }
-  const vqlm::ResultSet classified = SelectIn(
-      store, "SELECT item_dmid, category_dmid, from_rev, to_rev FROM udm_classified WHERE item_dmid IN", ids,
+  const vqlm::ResultSet classified = store.SelectIn(
+      "SELECT item_dmid, category_dmid, from_rev, to_rev FROM udm_classified WHERE item_dmid IN", ids,
       " ORDER BY item_dmid, from_rev, category_dmid");
   for (std::size_t i = 0; i < classified.GetRowCount(); ++i) {
     auto v = [&](std::size_t c) { return classified.GetValue(i, c); };
     entities[v(0).ToString()]["classifications"].push_back(
         {{"category", v(1).ToString().str()}, {"from", Number(v(2))}, {"to", Number(v(3))}});
   }
-  const vqlm::ResultSet relations = SelectIn(
-      store, "SELECT v.dmid, r.relation_type, r.left_dmid, r.left_rev, r.right_dmid, r.right_rev FROM udm_relation r"
+  const vqlm::ResultSet relations = store.SelectIn(
+      "SELECT v.dmid, r.relation_type, r.left_dmid, r.left_rev, r.right_dmid, r.right_rev FROM udm_relation r"
              " JOIN udm_revision v ON v.uid = r.uid WHERE v.dmid IN",
       ids, "");
   for (std::size_t i = 0; i < relations.GetRowCount(); ++i) {

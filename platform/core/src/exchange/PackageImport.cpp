@@ -9,7 +9,6 @@
 #include "../store/EntityStore.h"
 #include "../vault/ContentVault.h"
 #include "PackageFormat.h"
-#include "PackageRows.h"
 
 namespace vqkudm::exchange {
 
@@ -26,7 +25,7 @@ vqVariant Text(const json& value) { return value.is_null() ? vqVariant() : vqVar
 vqVariant Int(const json& value) { return value.is_null() ? vqVariant() : vqVariant(value.get<std::int64_t>()); }
 
 std::set<vqString> Existing(store::EntityStore& store, const char* sql, const std::vector<vqString>& keys) {
-  const vqStlVector<vqString> found = SelectIn(store, sql, keys, "").GetColumnTexts(0);
+  const vqStlVector<vqString> found = store.SelectIn(sql, keys, "").GetColumnTexts(0);
   return std::set<vqString>(found.begin(), found.end());
 }
 
@@ -141,9 +140,21 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
       // Versioned links of a new entity all come in; an existing one keeps its own.
       if (newEntity) {
         for (const json& l : e.at("links")) {
-          requireEntity(l.at("child").get<std::string>(), "the child");
-          rows.links.push_back({dmid, l.at("group").get<std::string>(), l.at("child").get<std::string>(),
-                                Int(l.at("from")), Int(l.at("to")), Int(l.at("position"))});
+          const std::string group = l.at("group").get<std::string>(), child = l.at("child").get<std::string>();
+          requireEntity(child, "the child");
+          // Packages written before uses had identifiers name them as the migration does.
+          const json attributes = l.value("attributes", json::object());
+          bool readable = attributes.is_object();
+          for (const auto& [name, value] : attributes.items()) {
+            readable = readable && value.is_array() && value.size() == 3 && value[0].is_number_integer() &&
+                       (value[1].is_string() || value[1].is_null()) && value[2].is_number();
+          }
+          if (!readable) {
+            Refuse(UDM_FUNCSIG, directory, "has unreadable use attributes in a link of " + dmid + ": " + attributes.dump());
+          }
+          rows.links.push_back({dmid, vqString(l.value("use", group + "/" + child)), vqString(group), vqString(child),
+                                Int(l.at("from")), Int(l.at("to")), Int(l.at("position")),
+                                attributes.empty() ? vqVariant() : vqVariant(vqString(attributes.dump()))});
         }
         for (const json& r : e.at("references")) {
           requireEntity(r.at("target").get<std::string>(), "the referenced entity");
@@ -190,7 +201,8 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
     store.BulkInsertRows("udm_file", {"uid", "kind", "name", "folder", "content_key", "size", "modified_time",
                                       "added_time", "source_path", "image_type", "description", "is_default", "position"},
                          rows.files);
-    store.BulkInsertRows("udm_link", {"parent_dmid", "grp", "child_dmid", "from_rev", "to_rev", "position"}, rows.links);
+    store.BulkInsertRows("udm_link", {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "to_rev", "position", "attrs"},
+                         rows.links);
     store.BulkInsertRows("udm_reference", {"source_dmid", "name", "target_dmid", "from_rev", "to_rev"}, rows.references);
     store.BulkInsertRows("udm_classified", {"item_dmid", "category_dmid", "from_rev", "to_rev"}, rows.classified);
     store.BulkInsertRows("udm_relation", {"uid", "relation_type", "left_dmid", "left_rev", "right_dmid", "right_rev"},

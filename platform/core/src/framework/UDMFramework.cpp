@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMLogger.h>
 #include <vqkudmrt/UDMRegistry.h>
 #include <vqkudmrt/UDMRetrieveConfig.h>

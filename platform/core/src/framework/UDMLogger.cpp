@@ -8,7 +8,7 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 
 namespace vqkudm {
 

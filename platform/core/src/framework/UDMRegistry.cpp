@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 #include <vqutl/vqLMUtils.h>

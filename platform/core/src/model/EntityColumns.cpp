@@ -1,6 +1,6 @@
 #include "EntityColumns.h"
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMAbstractBaseEntity.h>
 #include <vqkudmrt/UDMAttributeDefinition.h>
 #include <vqkudmrt/UDMContentDefinition.h>

@@ -1,6 +1,6 @@
 #include <vqkudmrt/UDMAbstractBaseEntity.h>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMAttributeDefinition.h>
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMException.h>

@@ -3,8 +3,11 @@
 #include <vqkudmrt/UDMItem.h>
 
 #include <algorithm>
+#include <map>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
+#include <vqkudmrt/UDMAttributeDefinition.h>
+#include <vqkudmrt/UDMChildGroup.h>
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMSession.h>
@@ -31,6 +34,23 @@ void RequireRevision(const char* signature, const vqString& what, const UDMItem&
                              "cannot " + what + " revision " + vqString::FromInt(revision) + " of " +
                                  item.ToString("") + ": only its current revision can be",
                              ExcSubOutOfRange);
+  }
+}
+
+// Mandatory use attributes need values, as mandatory attributes do.
+void RequireUseAttributes(const UDMItem& item, const vqString& group,
+                          const vqStlMap<vqString, vqVariant>& attributes) {
+  boost::shared_ptr<UDMChildGroup> definition = item.GetContentDefinition()->GetUDMChildGroup(group);
+  if (!definition) return;
+  for (const auto& attribute : definition->GetUseAttributeDefinitions()) {
+    auto value = attributes.find(attribute->GetName());
+    if (attribute->IsMandatory() && (value == attributes.end() || value->second.ToString().empty())) {
+      ThrowInvalidArgException(UDM_FUNCSIG,
+                               "cannot persist " + item.ToString("") + ": a use in group \"" + group +
+                                   "\" has no value for the mandatory use attribute \"" + attribute->GetName() +
+                                   "\"",
+                               ExcSubEmpty);
+    }
   }
 }
 
@@ -153,6 +173,26 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     }
   }
 
+  // Categories not stored yet (and not stored now) wait in the session; those
+  // that went away are dropped.
+  std::vector<std::vector<vqString>> categories(batch.size());
+  std::map<vqString, std::vector<vqString>> waiting;
+  for (std::size_t i = 0; i < batch.size(); ++i) {
+    UDMItem& item = *batch[i];
+    item.LoadTargets();
+    std::vector<vqString> later;
+    for (const vqString& dmid : item.m_categories) {
+      UDMItemPtr category = Resolve(dmid);
+      if (!category) continue;
+      (category->m_isNew && !inBatch.count(category.get()) ? later : categories[i]).push_back(dmid);
+    }
+    item.m_categories.erase(std::remove_if(item.m_categories.begin(), item.m_categories.end(),
+                                           [&](const vqString& dmid) { return !Resolve(dmid); }),
+                            item.m_categories.end());
+    waiting[item.m_uid.GetDmUid()] = later;
+    for (const ChildLink& link : item.m_childLinks) RequireUseAttributes(item, link.group, link.attributes);
+  }
+
   // Each item becomes a new entity (new items and branches) or the next
   // revision of its own (checked-out items).
   const vqString now = UDMSession::Now();
@@ -196,6 +236,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   store::EntityStore& db = session->Store();
   // File contents are durable before any record of them commits.
   session->Vault().SyncStaged();
+  UDMSession::PendingLinks stillWaiting;
   session->Store().InTransaction("persisting " + ToString(""), [&] {
     std::map<std::pair<vqString, vqString>, vqString> uniqueValues;
     for (const UDMItemPtr& item : batch) model::CheckUniqueAttributes(*item, db, uniqueValues);
@@ -223,20 +264,21 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
       const vqString dmid = records[i].uid.GetDmUid();
       const int rev = records[i].uid.GetRevision();
       std::vector<store::LinkRecord> links;
-      std::int64_t position = 0;
-      for (const ChildLink& link : item.m_childLinks) links.push_back({dmid, link.group, link.childDmid, position++});
-      std::vector<store::TargetRecord> references, categories;
+      for (const ChildLink& link : item.m_childLinks) {
+        links.push_back({dmid, link.group, link.childDmid, link.position, link.useId, link.attributes});
+      }
+      std::vector<store::TargetRecord> references, classifications;
       for (const NamedTarget& r : item.m_references) references.push_back({r.name, r.dmid});
-      for (const vqString& c : item.m_categories) categories.push_back({vqString(), c});
+      for (const vqString& c : categories[i]) classifications.push_back({vqString(), c});
       db.InsertFiles(records[i].uid, model::FileRecordsOf(item.m_files));
       if (rev == 0) {
         db.InsertLinks(links, 0);
         db.InsertReferences(dmid, references, 0);
-        db.InsertClassifications(dmid, categories, 0);
+        db.InsertClassifications(dmid, classifications, 0);
       } else {
         db.ReplaceLinks(dmid, links, rev);
         db.ReplaceReferences(dmid, references, rev);
-        db.ReplaceClassifications(dmid, categories, rev);
+        db.ReplaceClassifications(dmid, classifications, rev);
       }
       const bool keep = keepCheckedOut && &item == this;
       if (keep) {
@@ -252,7 +294,14 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     }
     session->LogChanges(SIGNAL_PERSISTED, stored);
     db.DeleteDrafts(previous);
+    // Branches wait under their new identifiers.
+    std::map<vqString, std::vector<vqString>> waitingNow;
+    for (std::size_t i = 0; i < batch.size(); ++i) {
+      waitingNow[records[i].uid.GetDmUid()] = waiting[batch[i]->m_uid.GetDmUid()];
+    }
+    stillWaiting = session->StorePending(waitingNow);
   });
+  session->SettlePending(std::move(stillWaiting));
 
   // Stored: update the objects only now, so a failure above changes nothing.
   for (std::size_t i = 0; i < batch.size(); ++i) {
@@ -293,13 +342,11 @@ void UDMItem::UndoCheckOut(int revision, GDMRecurseOption recursion) {
     ThrowStateException(UDM_FUNCSIG, "cannot undo the check-out of " + ToString("") + ": it is not checked out",
                         ExcSubGeneral);
   }
-  if (m_isNew) {
-    ThrowStateException(UDM_FUNCSIG,
-                        "cannot undo the check-out of " + ToString("") +
-                            ": it was never persisted, so there is no stored state to return to",
-                        ExcSubGeneral);
-  }
   RequireRevision(UDM_FUNCSIG, "undo the check-out of", *this, revision);
+  if (m_isNew) {
+    Discard(recursion);
+    return;
+  }
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   std::vector<UDMItemPtr> batch{boost::static_pointer_cast<UDMItem>(shared_from_this())};
   for (std::size_t next = 0; recursion == GDM_RECURSE_ALL && next < batch.size(); ++next) {
@@ -331,6 +378,67 @@ void UDMItem::UndoCheckOut(int revision, GDMRecurseOption recursion) {
   }
 }
 
+void UDMItem::Discard(GDMRecurseOption recursion) {
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  std::vector<UDMItemPtr> batch{boost::static_pointer_cast<UDMItem>(shared_from_this())};
+  auto inBatch = [&](const UDMItem* item) {
+    return std::any_of(batch.begin(), batch.end(), [&](const UDMItemPtr& b) { return b.get() == item; });
+  };
+  // New items below that nothing outside the batch holds go with it.
+  for (std::size_t next = 0; recursion == GDM_RECURSE_ALL && next < batch.size(); ++next) {
+    for (const ChildLink& link : batch[next]->m_childLinks) {
+      UDMItemPtr child = batch[next]->Resolve(link.childDmid);
+      if (!child || !child->m_isNew || inBatch(child.get())) continue;
+      const bool heldElsewhere = std::any_of(child->m_pendingParents.begin(), child->m_pendingParents.end(),
+                                             [&](const boost::weak_ptr<UDMItem>& p) {
+                                               UDMItemPtr parent = p.lock();
+                                               return parent && !inBatch(parent.get());
+                                             });
+      if (!heldElsewhere) batch.push_back(child);
+    }
+  }
+  for (const UDMItemPtr& item : batch) {
+    // Parents outside the batch lose their uses of it.
+    std::vector<UDMItemPtr> parents;
+    for (const auto& weak : item->m_pendingParents) {
+      UDMItemPtr parent = weak.lock();
+      if (parent && !inBatch(parent.get())) parents.push_back(parent);
+    }
+    for (const UDMItemPtr& parent : parents) {
+      for (auto use = parent->m_childLinks.begin(); use != parent->m_childLinks.end();) {
+        if (use->childDmid != item->m_uid.GetDmUid()) {
+          ++use;
+          continue;
+        }
+        const auto at = use - parent->m_childLinks.begin();
+        parent->DropUse(use, item);
+        use = parent->m_childLinks.begin() + at;
+      }
+    }
+    // Children outside the batch lose it as a parent.
+    for (const ChildLink& link : item->m_childLinks) {
+      UDMItemPtr child = item->Resolve(link.childDmid);
+      if (!child || inBatch(child.get())) continue;
+      auto& above = child->m_pendingParents;
+      above.erase(std::remove_if(above.begin(), above.end(),
+                                 [&](const boost::weak_ptr<UDMItem>& p) {
+                                   UDMItemPtr parent = p.lock();
+                                   return !parent || parent == item;
+                                 }),
+                  above.end());
+    }
+  }
+  std::vector<UDMUID> uids;
+  for (const UDMItemPtr& item : batch) uids.push_back(item->m_uid);
+  session->Store().InTransaction("discarding " + ToString(""), [&] { session->Store().DeleteDrafts(uids); });
+  for (const UDMItemPtr& item : batch) {
+    session->Forget(item->m_uid.GetDmUid());
+    item->m_checkedOut = false;
+    item->m_modified = false;
+    session->Notify(SIGNAL_CHECKOUT_UNDONE, item);
+  }
+}
+
 void UDMItem::ReloadStoredState() {
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   store::RevisionRecord record;
@@ -354,7 +462,8 @@ void UDMItem::ReloadStoredState() {
   for (const auto& [name, value] : record.attributes) m_attributes[name] = value;
   model::ApplyColumnAttributes(record, m_attributes);
   m_childLinks.clear();
-  m_childKeys.clear();
+  m_useCounts.clear();
+  m_nextPosition = 0;
   m_childNames.clear();
   m_linksLoaded = false;
   m_references.clear();

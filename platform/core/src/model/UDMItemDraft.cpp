@@ -1,6 +1,8 @@
 // The working state of an item as JSON, for drafts.
 #include <vqkudmrt/UDMItem.h>
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 #include <vqkudmrt/UDMException.h>
@@ -38,7 +40,12 @@ vqString UDMItem::EncodeDraft() const {
                 {"references", json::array()},
                 {"categories", json::array()}};
   for (const auto& [name, value] : m_attributes) state["attributes"][name.str()] = Value(value);
-  for (const ChildLink& link : m_childLinks) state["children"].push_back({{"group", link.group.str()}, {"id", link.childDmid.str()}});
+  for (const ChildLink& link : m_childLinks) {
+    json use = {{"group", link.group.str()}, {"id", link.childDmid.str()}, {"use", link.useId.str()},
+                {"position", link.position}, {"attributes", json::object()}};
+    for (const auto& [name, value] : link.attributes) use["attributes"][name.str()] = Value(value);
+    state["children"].push_back(std::move(use));
+  }
   for (const NamedTarget& r : m_references) state["references"].push_back({{"name", r.name.str()}, {"id", r.dmid.str()}});
   for (const vqString& c : m_categories) state["categories"].push_back(c.str());
   if (m_branchSource.IsValid()) state["branchFrom"] = m_branchSource.ToString().str();
@@ -65,10 +72,19 @@ void UDMItem::RestoreDraft(const vqString& text) {
     m_attributes.clear();
     for (const auto& [name, value] : state.at("attributes").items()) m_attributes[name] = Value(value);
     m_childLinks.clear();
-    m_childKeys.clear();
+    m_useCounts.clear();
+    m_nextPosition = 0;
     for (const json& link : state.at("children")) {
-      m_childLinks.push_back({link.at("group").get<std::string>(), link.at("id").get<std::string>()});
-      m_childKeys.insert(m_childLinks.back().group + "/" + m_childLinks.back().childDmid);
+      // Drafts saved before uses had identifiers name them as the migration does.
+      const std::string group = link.at("group").get<std::string>(), child = link.at("id").get<std::string>();
+      ChildLink use{group, child, link.value("use", group + "/" + child), link.value("position", m_nextPosition), {}};
+      const json attributes = link.value("attributes", json::object());
+      for (const auto& [name, value] : attributes.items()) {
+        use.attributes[vqString(name)] = Value(value);
+      }
+      ++m_useCounts[use.group + "/" + use.childDmid];
+      m_nextPosition = std::max(m_nextPosition, use.position + 1);
+      m_childLinks.push_back(std::move(use));
     }
     m_references.clear();
     for (const json& r : state.at("references")) {

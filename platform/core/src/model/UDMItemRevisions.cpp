@@ -2,7 +2,7 @@
 
 #include <vqkudmrt/UDMItem.h>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMSession.h>
 
 #include "../store/EntityStore.h"

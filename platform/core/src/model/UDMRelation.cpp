@@ -25,6 +25,8 @@ UDMUID UDMRelation::GetLeftEntityId() const { return CurrentEnd(m_leftDmid, m_le
 UDMUID UDMRelation::GetRightEntityId() const { return CurrentEnd(m_rightDmid, m_rightRevision); }
 
 void UDMRelation::UpdateEnd(bool left) {
+  // A relation not stored yet is stored with the revisions its ends have then.
+  if (m_isNew) return;
   boost::shared_ptr<UDMSession> session = GetSession();
   if (!session) ThrowStateException(UDM_FUNCSIG, ToString("") + " has no session any more", ExcSubNull);
   int latest = 0;

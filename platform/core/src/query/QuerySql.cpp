@@ -1,6 +1,6 @@
 #include "QuerySql.h"
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMConfiguration.h>
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMQuerySettings.h>

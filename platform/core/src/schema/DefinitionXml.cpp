@@ -8,7 +8,7 @@
 #include <boost/make_shared.hpp>
 #include <pugixml.hpp>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMConfiguration.h>
 #include <vqkudmrt/UDMException.h>
 
@@ -103,7 +103,18 @@ boost::shared_ptr<UDMChildGroup> ParseGroup(const Source& source, const pugi::xm
   fields.internal = source.Flag(node, "internal", false);
   fields.nonDisplayable = source.Flag(node, "nondisplayable", false);
   fields.allowDuplicateNames = source.Flag(node, "allowduplicatenames", true);
+  fields.multipleUses = source.Flag(node, "multipleuses", false);
   for (pugi::xml_node allowed : node.children("allowed")) fields.allowedTypes.push_back(source.Required(allowed, "type"));
+  for (pugi::xml_node attribute : node.children("attribute")) {
+    auto definition = ParseAttribute(source, attribute);
+    for (const auto& existing : fields.useAttributes) {
+      if (existing->GetName() == definition->GetName()) {
+        source.Fail(attribute, "use attribute \"" + definition->GetName() + "\" is defined twice in group \"" +
+                                   fields.name + "\"");
+      }
+    }
+    fields.useAttributes.push_back(definition);
+  }
   // The configuration ties groups to itself when it installs the definition.
   return boost::make_shared<UDMChildGroup>(fields, boost::weak_ptr<UDMConfiguration>());
 }
@@ -171,6 +182,22 @@ void SetFlag(pugi::xml_node node, const char* name, bool value, bool fallback) {
   if (value != fallback) node.append_attribute(name) = value ? "true" : "false";
 }
 
+void AppendAttribute(pugi::xml_node parent, const UDMAttributeDefinition& attribute) {
+  const UDMAttributeDefinition::Fields& a = attribute.GetFields();
+  pugi::xml_node node = parent.append_child("attribute");
+  node.append_attribute("name") = a.name.c_str();
+  node.append_attribute("type") = a.unique ? "unique" : UDMAttributeDefinition::TypeName(a.type).c_str();
+  if (!a.displayName.empty()) node.append_attribute("displayname") = a.displayName.c_str();
+  if (!a.description.empty()) node.append_attribute("description") = a.description.c_str();
+  if (!a.category.empty()) node.append_attribute("category") = a.category.c_str();
+  if (!a.regex.empty()) node.append_attribute("regex") = a.regex.c_str();
+  if (a.defaultSet) node.append_attribute("default") = a.defaultValue.c_str();
+  SetFlag(node, "mandatory", a.mandatory, false);
+  SetFlag(node, "editable", a.editable, true);
+  SetFlag(node, "displayable", a.displayable, true);
+  for (const vqString& valid : a.validValues) node.append_child("validvalue").text() = valid.c_str();
+}
+
 }  // namespace
 
 vqStlVector<UDMContentDefinition::Fields> ParseDefinitions(const vqString& xml, const vqString& sourceName) {
@@ -219,21 +246,7 @@ vqString DefinitionToXml(const UDMContentDefinition::Fields& fields) {
     meta.append_attribute("name") = name.c_str();
     meta.append_attribute("value") = value.c_str();
   }
-  for (const auto& attribute : fields.attributes) {
-    const UDMAttributeDefinition::Fields& a = attribute->GetFields();
-    pugi::xml_node node = root.append_child("attribute");
-    node.append_attribute("name") = a.name.c_str();
-    node.append_attribute("type") = a.unique ? "unique" : UDMAttributeDefinition::TypeName(a.type).c_str();
-    if (!a.displayName.empty()) node.append_attribute("displayname") = a.displayName.c_str();
-    if (!a.description.empty()) node.append_attribute("description") = a.description.c_str();
-    if (!a.category.empty()) node.append_attribute("category") = a.category.c_str();
-    if (!a.regex.empty()) node.append_attribute("regex") = a.regex.c_str();
-    if (a.defaultSet) node.append_attribute("default") = a.defaultValue.c_str();
-    SetFlag(node, "mandatory", a.mandatory, false);
-    SetFlag(node, "editable", a.editable, true);
-    SetFlag(node, "displayable", a.displayable, true);
-    for (const vqString& valid : a.validValues) node.append_child("validvalue").text() = valid.c_str();
-  }
+  for (const auto& attribute : fields.attributes) AppendAttribute(root, *attribute);
   for (const auto& group : fields.groups) {
     const UDMChildGroup::Fields& g = group->GetFields();
     pugi::xml_node node = root.append_child("childgroup");
@@ -245,7 +258,9 @@ vqString DefinitionToXml(const UDMContentDefinition::Fields& fields) {
     SetFlag(node, "internal", g.internal, false);
     SetFlag(node, "nondisplayable", g.nonDisplayable, false);
     SetFlag(node, "allowduplicatenames", g.allowDuplicateNames, true);
+    SetFlag(node, "multipleuses", g.multipleUses, false);
     for (const vqString& type : g.allowedTypes) node.append_child("allowed").append_attribute("type") = type.c_str();
+    for (const auto& attribute : g.useAttributes) AppendAttribute(node, *attribute);
   }
   for (const auto& c : fields.composites) {
     pugi::xml_node node = root.append_child("composite");

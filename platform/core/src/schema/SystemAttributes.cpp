@@ -1,6 +1,6 @@
 #include "SystemAttributes.h"
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 
 namespace vqkudm::schema {
 

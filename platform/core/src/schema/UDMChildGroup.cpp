@@ -1,5 +1,6 @@
 #include <vqkudmrt/UDMChildGroup.h>
 
+#include <vqkudmrt/UDMAttributeDefinition.h>
 #include <vqkudmrt/UDMConfiguration.h>
 
 namespace vqkudm {
@@ -10,6 +11,13 @@ void UDMChildGroup::GetAllowedContents(vqStlVector<boost::shared_ptr<UDMContentD
   for (const vqString& type : m_fields.allowedTypes) {
     if (auto definition = configuration->GetContentDefinition(type)) out.push_back(definition);
   }
+}
+
+boost::shared_ptr<UDMAttributeDefinition> UDMChildGroup::GetUseAttributeDefinition(const vqString& name) const {
+  for (const auto& definition : m_fields.useAttributes) {
+    if (definition->GetName() == name) return definition;
+  }
+  return boost::shared_ptr<UDMAttributeDefinition>();
 }
 
 bool UDMChildGroup::Admits(const vqString& childType, const UDMConfiguration& configuration) const {

@@ -5,7 +5,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMFramework.h>
 

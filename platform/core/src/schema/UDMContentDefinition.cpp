@@ -4,7 +4,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMConfiguration.h>
 
 #include "DefinitionXml.h"

@@ -8,7 +8,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include <vqkudm/UDMNames.h>
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMAttributeDefinition.h>
 #include <vqkudmrt/UDMClassification.h>
 #include <vqkudmrt/UDMConfiguration.h>
@@ -191,61 +191,6 @@ boost::shared_ptr<UDMItem> UDMSession::Instantiate(const boost::shared_ptr<UDMCo
   return item;
 }
 
-boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, const vqString& name,
-                                                    const UDMUID& uid) {
-  boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(cdefType);
-  if (!cdef) {
-    ThrowInvalidArgException(UDM_FUNCSIG,
-                             "cannot create \"" + name + "\": there is no content definition \"" +
-                                 cdefType + "\"",
-                             ExcSubNotFound);
-  }
-  if (cdef->IsAbstract()) {
-    ThrowInvalidArgException(UDM_FUNCSIG,
-                             "cannot create \"" + name + "\": the content definition \"" + cdefType +
-                                 "\" is abstract",
-                             ExcSubWrongType);
-  }
-  UDMUID id = uid;
-  if (!id.IsValid()) {
-    id = UDMUID::Generate(0);
-  } else if (id.GetRevision() != 0 || m_store->EntityExists(id.GetDmUid()) ||
-             m_identityMap.count(id.ToString())) {
-    ThrowInvalidArgException(UDM_FUNCSIG,
-                             "cannot create \"" + name + "\" with identifier " + id.ToString() +
-                                 ": a new entity needs an unused identifier at revision 0",
-                             ExcSubConflict);
-  }
-  boost::shared_ptr<UDMItem> item = Instantiate(cdef, id);
-  try {
-    item->m_isNew = true;
-    item->m_checkedOut = true;
-    item->m_modified = true;
-    vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> definitions;
-    cdef->GetAttributeDefinitions(definitions);
-    for (const auto& definition : definitions) {
-      if (definition->IsDefaultValueSet() && !definition->IsSystem()) {
-        item->m_attributes[definition->GetName()] =
-            definition->CheckValue(vqVariant(definition->GetDefaultValue()), item->ToString(""));
-      }
-    }
-    item->SetAttribute(kSmdName, vqVariant(name));
-  } catch (...) {
-    m_identityMap.erase(id.ToString());
-    throw;
-  }
-  const vqString now = Now();
-  item->SetSystemAttribute(kSmdCreateduser, vqVariant(m_userName));
-  item->SetSystemAttribute(kSmdCreatime, vqVariant(now));
-  item->SetSystemAttribute(kSmdUser, vqVariant(m_userName));
-  item->SetSystemAttribute(kSmdLstmodtime, vqVariant(now));
-  m_newByDmid[id.GetDmUid()] = item;
-  Retain(item);
-  item->m_notify = true;
-  Notify(SIGNAL_CREATED, item);
-  return item;
-}
-
 boost::shared_ptr<UDMItem> UDMSession::Materialise(const UDMUID& uid) {
   store::RevisionRecord record;
   if (!m_store->LoadRevision(uid, record)) return boost::shared_ptr<UDMItem>();
@@ -324,104 +269,6 @@ boost::shared_ptr<UDMItem> UDMSession::FindLatest(const vqString& dmid) {
   return FindItemById(UDMUID(dmid + "0"), false, vqString());
 }
 
-boost::shared_ptr<UDMItem> UDMSession::RequireItem(const char* signature, const UDMUID& uid) {
-  boost::shared_ptr<UDMItem> item = FindItemById(uid, true, vqString());
-  if (!item) {
-    ThrowInvalidArgException(signature, "no entity has the identifier \"" + uid.ToString() + "\"",
-                             ExcSubNotFound);
-  }
-  return item;
-}
-
-void UDMSession::DeleteEntity(const UDMUID& uid) {
-  boost::shared_ptr<UDMItem> item = RequireItem(UDM_FUNCSIG, uid);
-  if (item->IsNew()) {
-    ThrowStateException(UDM_FUNCSIG,
-                        "cannot delete " + item->ToString("") + ": it is not persisted; obliterate it instead",
-                        ExcSubGeneral);
-  }
-  if (!item->IsLatestVersion()) {
-    ThrowStateException(UDM_FUNCSIG,
-                        "cannot delete " + item->ToString("") + ": it is not the latest revision",
-                        ExcSubGeneral);
-  }
-  m_store->InTransaction("deleting " + item->ToString(""), [&] {
-    m_store->SetDeleted(uid.GetDmUid(), true);
-    LogChange(SIGNAL_DELETED, uid);
-  });
-  item->m_deleted = true;
-  Notify(SIGNAL_DELETED, item);
-}
-
-void UDMSession::UndeleteEntity(const UDMUID& uid) {
-  boost::shared_ptr<UDMItem> item = RequireItem(UDM_FUNCSIG, uid);
-  if (!item->IsDeleted()) {
-    ThrowStateException(UDM_FUNCSIG, "cannot restore " + item->ToString("") + ": it is not deleted",
-                        ExcSubGeneral);
-  }
-  m_store->InTransaction("restoring " + item->ToString(""), [&] {
-    m_store->SetDeleted(uid.GetDmUid(), false);
-    LogChange(SIGNAL_UNDELETED, uid);
-  });
-  item->m_deleted = false;
-  Notify(SIGNAL_UNDELETED, item);
-}
-
-void UDMSession::ObliterateEntity(const UDMUID& uid, bool recursive) {
-  boost::shared_ptr<UDMItem> item = RequireItem(UDM_FUNCSIG, uid);
-  std::vector<vqString> doomed{uid.GetDmUid()};
-  if (!item->IsNew()) {
-    for (std::size_t i = 0; recursive && i < doomed.size(); ++i) {
-      for (const vqString& child : m_store->GetOnlyChildren(doomed[i])) doomed.push_back(child);
-    }
-    try {
-      m_store->InTransaction("obliterating " + item->ToString(""), [&] {
-        std::set<vqString> contents;
-        for (const vqString& dmid : doomed) {
-          for (const vqString& key : m_store->GetContentKeysOf(dmid)) contents.insert(key);
-          m_store->Obliterate(dmid);
-        }
-        // Contents no other revision uses leave the vault with the entity.
-        for (const vqString& key : contents) {
-          m_store->LockContent(key);
-          if (!m_store->IsContentReferenced(key)) m_vault->Discard(key);
-        }
-        LogChange(SIGNAL_OBLITERATED, uid);
-      });
-    } catch (...) {
-      m_vault->FinishDiscards(false);
-      throw;
-    }
-    m_vault->FinishDiscards(true);
-  }
-  Notify(SIGNAL_OBLITERATED, item);
-  // Forget every object of the obliterated entities; holders see them deleted.
-  for (const vqString& dmid : doomed) {
-    for (auto it = m_identityMap.begin(); it != m_identityMap.end();) {
-      if (it->first.compare(0, UDMUID::kDmUidLength, dmid) == 0) {
-        if (boost::shared_ptr<UDMItem> held = it->second.lock()) {
-          held->m_deleted = true;
-          auto recent = m_recentIndex.find(held.get());
-          if (recent != m_recentIndex.end()) {
-            m_recent.erase(recent->second);
-            m_recentIndex.erase(recent);
-          }
-        }
-        m_retained.erase(it->first);
-        m_newByDmid.erase(dmid);
-        it = m_identityMap.erase(it);
-      } else {
-        ++it;
-      }
-    }
-  }
-}
-
-void UDMSession::ObliterateClassification(const boost::shared_ptr<UDMClassification>& category, bool recursive) {
-  if (!category) ThrowNullArgument(UDM_FUNCSIG, "classification ");
-  ObliterateEntity(category->GetUID(), recursive);
-}
-
 void UDMSession::GetAllContentDefinitions(vqStlVector<boost::shared_ptr<UDMContentDefinition>>& out) const {
   const auto& all = m_schema->GetContentDefinitions();
   out.insert(out.end(), all.begin(), all.end());
@@ -429,109 +276,6 @@ void UDMSession::GetAllContentDefinitions(vqStlVector<boost::shared_ptr<UDMConte
 
 vqString UDMSession::GetSessionName() const {
   return m_userName + "@" + m_config->GetRepositoryName() + " (" + m_sessionId + ")";
-}
-
-unsigned long long UDMSession::GetDeletedContentsSize() {
-  return static_cast<unsigned long long>(m_store->CountDeletedContents());
-}
-
-
-void UDMSession::GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) {
-  vqString className;
-  switch (kind) {
-    case RootEntityItems: className = kClassItem; break;
-    case RootEntityClassifications: className = kClassClassification; break;
-    default:
-      ThrowInvalidArgException(UDM_FUNCSIG, "unknown root entity kind " + vqString::FromInt(kind),
-                               ExcSubOutOfRange);
-  }
-  for (const UDMUID& uid : m_store->GetRootEntities(className)) {
-    if (boost::shared_ptr<UDMItem> item = FindItemById(uid, true, vqString())) out.push_back(item);
-  }
-}
-
-boost::shared_ptr<UDMRelation> UDMSession::CreateRelation(const boost::shared_ptr<UDMItem>& source,
-                                                          const boost::shared_ptr<UDMItem>& target,
-                                                          const vqString& relationType, bool bidirectional) {
-  auto refuse = [&](const vqString& reason) {
-    UDMFramework::GetInstance()->GetLogger()->LogMessage(
-        "no relation \"" + relationType + "\" made: " + reason, UDMLogger::LevelInfo);
-    return boost::shared_ptr<UDMRelation>();
-  };
-  if (!source || !target) return refuse("an end is missing");
-  if (source->IsNew() || target->IsNew()) return refuse("both ends must be persisted first");
-  if (source->GetUID().GetDmUid() == target->GetUID().GetDmUid()) return refuse("both ends are the same item");
-  boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(relationType);
-  if (!cdef || !cdef->IsRelation() || cdef->IsAbstract()) {
-    return refuse("it is not a concrete relation definition");
-  }
-  boost::shared_ptr<UDMRelation> relation(new UDMRelation(shared_from_this(), cdef, UDMUID::Generate(0)));
-  relation->m_kind = bidirectional ? RelationBidirectional : RelationDirected;
-  relation->m_leftDmid = source->GetUID().GetDmUid();
-  relation->m_leftRevision = source->GetRevision();
-  relation->m_leftType = source->GetContentDefinitionType();
-  relation->m_rightDmid = target->GetUID().GetDmUid();
-  relation->m_rightRevision = target->GetRevision();
-  relation->m_rightType = target->GetContentDefinitionType();
-  const vqString name = source->GetName() + " -> " + target->GetName();
-  store::RevisionRecord record;
-  record.uid = relation->GetUID();
-  record.cdef = relationType;
-  record.className = cdef->GetUDMClassName();
-  record.name = name;
-  record.createdBy = record.modifiedBy = m_userName;
-  record.createdTime = record.modifiedTime = Now();
-  store::RelationRecord ends{relation->m_kind, relation->m_leftDmid, relation->m_rightDmid,
-                             relation->m_leftType, relation->m_rightType, relation->m_leftRevision,
-                             relation->m_rightRevision};
-  m_store->InTransaction("relating " + source->ToString("") + " to " + target->ToString(""), [&] {
-    m_store->InsertRelation(record, ends);
-    LogChange(SIGNAL_CREATED, record.uid);
-  });
-  model::ApplyColumnAttributes(record, relation->m_attributes);
-  m_relations[record.uid.ToString()] = relation;
-  // The source gained a relation to the target.
-  Notify(SIGNAL_MODIFIED, source, vqString(), vqVariant(), target);
-  return relation;
-}
-
-boost::shared_ptr<UDMRelation> UDMSession::FindRelationById(const UDMUID& uid) {
-  if (!uid.IsValid()) return boost::shared_ptr<UDMRelation>();
-  auto it = m_relations.find(uid.ToString());
-  if (it != m_relations.end()) return it->second;
-  store::RevisionRecord record;
-  store::RelationRecord ends;
-  if (!m_store->LoadRelation(uid, record, ends)) return boost::shared_ptr<UDMRelation>();
-  boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(record.cdef);
-  if (!cdef) return boost::shared_ptr<UDMRelation>();
-  boost::shared_ptr<UDMRelation> relation(new UDMRelation(shared_from_this(), cdef, uid));
-  for (const auto& [name, value] : record.attributes) relation->m_attributes[name] = value;
-  model::ApplyColumnAttributes(record, relation->m_attributes);
-  relation->m_kind = ends.kind;
-  relation->m_leftDmid = ends.leftDmid;
-  relation->m_rightDmid = ends.rightDmid;
-  relation->m_leftType = ends.leftType;
-  relation->m_rightType = ends.rightType;
-  relation->m_leftRevision = ends.leftRevision;
-  relation->m_rightRevision = ends.rightRevision;
-  relation->m_latestRevision = record.latestRevision;
-  m_relations[uid.ToString()] = relation;
-  return relation;
-}
-
-void UDMSession::DeleteRelations(
-    const vqStlVector<std::pair<boost::shared_ptr<UDMRelation>, vqStlMap<vqString, vqVariant>>>& relations) {
-  m_store->InTransaction("removing relations", [&] {
-    for (const auto& entry : relations) {
-      if (!entry.first) ThrowNullArgument(UDM_FUNCSIG, "relation ");
-      m_store->Obliterate(entry.first->GetUID().GetDmUid());
-      LogChange(SIGNAL_OBLITERATED, entry.first->GetUID());
-    }
-  });
-  for (const auto& entry : relations) {
-    entry.first->m_deleted = true;
-    m_relations.erase(entry.first->GetUID().ToString());
-  }
 }
 
 void UDMSession::ResumeDrafts(vqStlVector<boost::shared_ptr<UDMItem>>& out) {

@@ -7,6 +7,8 @@
 
 #include <vqkudmrt/UDMException.h>
 
+#include "RecordColumns.h"
+
 namespace vqkudm::store {
 
 namespace {
@@ -193,16 +195,6 @@ void EntityStore::InsertNewEntities(const std::vector<const RevisionRecord*>& re
   InsertRevisions(records);
 }
 
-void EntityStore::InsertLinks(const std::vector<LinkRecord>& links, int fromRevision) {
-  std::vector<vqStlVector<vqVariant>> rows;
-  rows.reserve(links.size());
-  for (const LinkRecord& link : links) {
-    rows.push_back({link.parentDmid, link.group, link.childDmid, vqVariant(fromRevision),
-                    vqVariant(link.position)});
-  }
-  BulkInsert("udm_link", {"parent_dmid", "grp", "child_dmid", "from_rev", "position"}, rows);
-}
-
 bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
   const vqlm::ResultSet head = Query(
       "SELECT e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time, e.branch_from,"
@@ -246,21 +238,38 @@ vqlm::ResultSet EntityStore::Select(const vqString& sql, const vqStlVector<vqVar
   return rows;
 }
 
+vqlm::ResultSet EntityStore::SelectIn(const vqString& before, const std::vector<vqString>& keys,
+                                      const vqString& after) {
+  constexpr std::size_t kBatch = 500;
+  vqlm::ResultSet all;
+  for (std::size_t at = 0; at < keys.size(); at += kBatch) {
+    vqString sql = before + " (";
+    vqStlVector<vqVariant> params;
+    for (std::size_t i = at; i < std::min(keys.size(), at + kBatch); ++i) {
+      sql += params.empty() ? "?" : ", ?";
+      params.emplace_back(keys[i]);
+    }
+    vqlm::ResultSet rows = Select(sql + ")" + after, params);
+    if (at == 0) {
+      vqStlVector<vqString> columns;
+      for (std::size_t c = 0; c < rows.GetColumnCount(); ++c) columns.push_back(rows.GetColumnName(c));
+      all.SetColumns(columns);
+    }
+    for (std::size_t r = 0; r < rows.GetRowCount(); ++r) {
+      vqStlVector<vqVariant> row = rows.GetRow(r);
+      all.AddRow(std::move(row));
+    }
+  }
+  return all;
+}
+
 std::map<vqString, vqStlMap<vqString, vqVariant>> EntityStore::GetAttributesOf(const std::vector<vqString>& uids) {
   std::map<vqString, vqStlMap<vqString, vqVariant>> out;
-  constexpr std::size_t kBatch = 500;
-  for (std::size_t at = 0; at < uids.size(); at += kBatch) {
-    vqString sql = "SELECT uid, name, type, text_value, num_value FROM udm_attribute WHERE uid IN (";
-    vqStlVector<vqVariant> params;
-    for (std::size_t i = at; i < std::min(uids.size(), at + kBatch); ++i) {
-      sql += params.empty() ? "?" : ", ?";
-      params.push_back(uids[i]);
-    }
-    const vqlm::ResultSet rows = Select(sql + ")", params);
-    for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
-      out[rows.GetValue(i, 0).ToString()][rows.GetValue(i, 1).ToString()] =
-          DecodeAttribute(ToInt64(rows.GetValue(i, 2)), rows.GetValue(i, 3), rows.GetValue(i, 4));
-    }
+  const vqlm::ResultSet rows =
+      SelectIn("SELECT uid, name, type, text_value, num_value FROM udm_attribute WHERE uid IN", uids, "");
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
+    out[rows.GetValue(i, 0).ToString()][rows.GetValue(i, 1).ToString()] =
+        DecodeAttribute(ToInt64(rows.GetValue(i, 2)), rows.GetValue(i, 3), rows.GetValue(i, 4));
   }
   return out;
 }
@@ -278,91 +287,52 @@ bool EntityStore::EntityExists(const vqString& dmid) {
   return !Query("SELECT 1 FROM udm_entity WHERE dmid = ?", {dmid}).IsEmpty();
 }
 
-std::vector<LinkRecord> EntityStore::GetChildrenAt(const vqString& parentDmid, int revision,
-                                                  const vqString& group) {
-  const vqlm::ResultSet rows = Query(
-      "SELECT grp, child_dmid, position FROM udm_link"
-      " WHERE parent_dmid = ? AND from_rev <= ? AND (to_rev IS NULL OR to_rev > ?)"
-      " AND (? = '' OR grp = ?) ORDER BY grp, position",
-      {parentDmid, vqVariant(revision), vqVariant(revision), group, group});
-  std::vector<LinkRecord> links;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
-    links.push_back({parentDmid, *rows.GetValue(i, 0).GetString(), *rows.GetValue(i, 1).GetString(),
-                     ToInt64(rows.GetValue(i, 2))});
-  }
-  return links;
-}
-
-// Columns 0-1: group and level; then the entity, its latest revision and one
-// attribute per row (rows of one entity are consecutive).
-#define UDM_RECORD_COLUMNS                                                                     \
-  " e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"          \
-  " r.uid, r.name, r.modified_by, r.modified_time, r.comment,"                                 \
-  " a.name, a.type, a.text_value, a.num_value, e.branch_from"
-#define UDM_RECORD_JOINS                                                                       \
-  " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"      \
-  " LEFT JOIN udm_attribute a ON a.uid = r.uid"
-
 std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(const vqlm::ResultSet& rows) {
+  // Columns 0-2: group, level (or position) and uses; then UDM_RECORD_COLUMNS.
   std::vector<LinkedRecord> records;
   vqString current;
   for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
     auto text = [&](std::size_t column) { return rows.GetValue(i, column).ToString(); };
-    const vqString uid = text(9);
+    auto number = [&](std::size_t column) { return static_cast<int>(ToInt64(rows.GetValue(i, column))); };
+    const vqString uid = text(10);
     const vqString key = text(0) + "|" + text(1) + "|" + uid;
     if (records.empty() || key != current) {
       current = key;
       LinkedRecord linked;
       linked.group = text(0);
-      linked.level = static_cast<int>(ToInt64(rows.GetValue(i, 1)));
+      linked.level = number(1);
+      linked.uses = number(2);
       RevisionRecord& r = linked.record;
       r.uid = UDMUID(uid);
-      r.cdef = text(3);
-      r.className = text(4);
-      r.latestRevision = static_cast<int>(ToInt64(rows.GetValue(i, 5)));
-      r.deleted = ToInt64(rows.GetValue(i, 6)) != 0;
-      r.createdBy = text(7);
-      r.createdTime = text(8);
-      r.name = text(10);
-      r.modifiedBy = text(11);
-      r.modifiedTime = text(12);
-      r.comment = text(13);
-      r.branchFrom = text(18);
+      r.cdef = text(4);
+      r.className = text(5);
+      r.latestRevision = number(6);
+      r.deleted = number(7) != 0;
+      r.createdBy = text(8);
+      r.createdTime = text(9);
+      r.name = text(11);
+      r.modifiedBy = text(12);
+      r.modifiedTime = text(13);
+      r.comment = text(14);
+      r.branchFrom = text(19);
       records.push_back(std::move(linked));
     }
-    if (!rows.GetValue(i, 14).IsEmpty()) {
+    if (!rows.GetValue(i, 15).IsEmpty()) {
       records.back().record.attributes.emplace_back(
-          text(14), DecodeAttribute(ToInt64(rows.GetValue(i, 15)), rows.GetValue(i, 16), rows.GetValue(i, 17)));
+          text(15), DecodeAttribute(ToInt64(rows.GetValue(i, 16)), rows.GetValue(i, 17), rows.GetValue(i, 18)));
     }
   }
   return records;
 }
 
-std::vector<LinkedRecord> EntityStore::GetChildRecordsAt(const vqString& parentDmid, int revision,
-                                                         const vqString& group) {
-  return ReadLinkedRecords(Query(
-      "SELECT l.grp, l.position," UDM_RECORD_COLUMNS
-      " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid" UDM_RECORD_JOINS
-      " WHERE l.parent_dmid = ? AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)"
-      " AND (? = '' OR l.grp = ?) ORDER BY l.grp, l.position, r.uid, a.name",
-      {parentDmid, vqVariant(revision), vqVariant(revision), group, group}));
-}
-
 std::vector<RevisionRecord> EntityStore::LoadRevisions(const std::vector<vqString>& uids) {
   std::vector<RevisionRecord> out;
-  constexpr std::size_t kBatch = 500;
-  for (std::size_t at = 0; at < uids.size(); at += kBatch) {
-    vqString sql = "SELECT '' AS grp, 0 AS lvl," UDM_RECORD_COLUMNS
-                   " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
-                   " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.state = 0 AND r.uid IN (";
-    vqStlVector<vqVariant> params;
-    for (std::size_t i = at; i < std::min(uids.size(), at + kBatch); ++i) {
-      sql += params.empty() ? "?" : ", ?";
-      params.emplace_back(uids[i]);
-    }
-    for (LinkedRecord& linked : ReadLinkedRecords(Select(sql + ") ORDER BY r.uid, a.name", params))) {
-      out.push_back(std::move(linked.record));
-    }
+  for (LinkedRecord& linked : ReadLinkedRecords(SelectIn(
+           "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
+           " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
+           " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.state = 0 AND r.uid IN",
+           uids, " ORDER BY r.uid, a.name"))) {
+    out.push_back(std::move(linked.record));
   }
   return out;
 }
@@ -370,7 +340,7 @@ std::vector<RevisionRecord> EntityStore::LoadRevisions(const std::vector<vqStrin
 std::vector<RevisionRecord> EntityStore::GetRevisionRecords(const vqString& dmid) {
   std::vector<RevisionRecord> out;
   for (LinkedRecord& linked : ReadLinkedRecords(Query(
-           "SELECT '' AS grp, 0 AS lvl," UDM_RECORD_COLUMNS
+           "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
            " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0"
            " LEFT JOIN udm_attribute a ON a.uid = r.uid"
            " WHERE e.dmid = ? ORDER BY r.revision, a.name",
@@ -380,65 +350,11 @@ std::vector<RevisionRecord> EntityStore::GetRevisionRecords(const vqString& dmid
   return out;
 }
 
-std::vector<LinkedRecord> EntityStore::GetAncestorRecords(const vqString& childDmid, int maxLevel) {
-  std::vector<LinkedRecord> all = ReadLinkedRecords(Query(
-      "WITH RECURSIVE up (dmid, grp, level) AS ("
-      "  SELECT parent_dmid, grp, 1 FROM udm_link WHERE child_dmid = ? AND to_rev IS NULL"
-      "  UNION"
-      "  SELECT l.parent_dmid, l.grp, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid"
-      "  WHERE l.to_rev IS NULL AND (? <= 0 OR up.level < ?))"
-      " SELECT up.grp, up.level," UDM_RECORD_COLUMNS
-      " FROM up JOIN udm_entity e ON e.dmid = up.dmid" UDM_RECORD_JOINS
-      " ORDER BY up.level, e.dmid, up.grp, r.uid, a.name",
-      {childDmid, vqVariant(maxLevel), vqVariant(maxLevel)}));
-  // Nearest occurrence of each ancestor only.
-  std::vector<LinkedRecord> nearest;
-  std::set<vqString> seen;
-  for (LinkedRecord& linked : all) {
-    if (seen.insert(linked.record.uid.GetDmUid()).second) nearest.push_back(std::move(linked));
-  }
-  return nearest;
-}
-
-std::vector<AncestorRecord> EntityStore::GetAncestors(const vqString& childDmid, int maxLevel) {
-  // UNION (not UNION ALL) stops at repeated rows, so shared sub-structures
-  // are visited once per level and the walk ends.
-  const vqlm::ResultSet rows = Query(
-      "WITH RECURSIVE up (dmid, grp, level) AS ("
-      "  SELECT parent_dmid, grp, 1 FROM udm_link WHERE child_dmid = ? AND to_rev IS NULL"
-      "  UNION"
-      "  SELECT l.parent_dmid, l.grp, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid"
-      "  WHERE l.to_rev IS NULL AND (? <= 0 OR up.level < ?))"
-      " SELECT dmid, grp, level FROM up ORDER BY level, dmid, grp",
-      {childDmid, vqVariant(maxLevel), vqVariant(maxLevel)});
-  std::vector<AncestorRecord> ancestors;
-  std::set<vqString> seen;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
-    const vqString& dmid = *rows.GetValue(i, 0).GetString();
-    if (!seen.insert(dmid).second) continue;  // nearest occurrence only
-    ancestors.push_back({dmid, static_cast<int>(ToInt64(rows.GetValue(i, 2))),
-                         *rows.GetValue(i, 1).GetString()});
-  }
-  return ancestors;
-}
-
 bool EntityStore::GetLatestRevision(const vqString& dmid, int& revision) {
   const vqlm::ResultSet rows = Query("SELECT latest_rev FROM udm_entity WHERE dmid = ?", {dmid});
   if (rows.IsEmpty()) return false;
   revision = static_cast<int>(ToInt64(rows.GetValue(0, 0)));
   return true;
-}
-
-std::vector<vqString> EntityStore::GetOnlyChildren(const vqString& parentDmid) {
-  const vqlm::ResultSet rows = Query(
-      "SELECT DISTINCT l.child_dmid FROM udm_link l WHERE l.parent_dmid = ? AND l.to_rev IS NULL"
-      " AND NOT EXISTS (SELECT 1 FROM udm_link o WHERE o.child_dmid = l.child_dmid"
-      " AND o.to_rev IS NULL AND o.parent_dmid <> l.parent_dmid)"
-      " ORDER BY l.child_dmid",
-      {parentDmid});
-  std::vector<vqString> children;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) children.push_back(*rows.GetValue(i, 0).GetString());
-  return children;
 }
 
 void EntityStore::SetDeleted(const vqString& dmid, bool deleted) {
@@ -640,19 +556,6 @@ std::vector<ChangeLogEntry> EntityStore::ReadChanges(std::int64_t afterSeq, cons
                        text(3), text(4), text(5), text(6), text(7), text(8)});
   }
   return entries;
-}
-
-std::vector<UDMUID> EntityStore::GetRootEntities(const vqString& className) {
-  const vqlm::ResultSet rows = Query(
-      "SELECT r.uid FROM udm_entity e JOIN udm_revision r"
-      " ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"
-      " WHERE e.class = ? AND e.deleted = 0 AND NOT EXISTS"
-      " (SELECT 1 FROM udm_link l WHERE l.child_dmid = e.dmid AND l.to_rev IS NULL)"
-      " ORDER BY e.dmid",
-      {className});
-  std::vector<UDMUID> roots;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) roots.emplace_back(*rows.GetValue(i, 0).GetString());
-  return roots;
 }
 
 }  // namespace vqkudm::store

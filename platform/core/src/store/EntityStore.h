@@ -38,11 +38,15 @@ struct RevisionRecord {
   vqStlVector<std::pair<vqString, vqVariant>> attributes;
 };
 
+// One use of a child by a parent. The use identifier stays the same across
+// the parent's revisions; the position orders the uses of a group.
 struct LinkRecord {
   vqString parentDmid;
   vqString group;
   vqString childDmid;
   std::int64_t position = 0;
+  vqString useId;
+  vqStlMap<vqString, vqVariant> attributes;
 };
 
 struct RelationRecord {
@@ -59,13 +63,6 @@ struct TargetRecord {
   vqString targetDmid;
 };
 
-// An entity found upwards of another, with its distance (1 = direct parent).
-struct AncestorRecord {
-  vqString dmid;
-  int level = 0;
-  vqString group;  // the group of the ancestor that holds the link on the way down
-};
-
 struct ChangeLogEntry {
   std::int64_t seq = 0;
   vqString sessionId;
@@ -78,11 +75,14 @@ struct ChangeLogEntry {
   vqString time;
 };
 
-// A stored entity reached through a link: the link (or, upwards, the level
-// and the group of the ancestor) and the latest revision of the entity.
+// A stored entity reached through a link, with its latest revision:
+// downwards the group and position of the use; upwards the group of the
+// ancestor's links, its level (1 = direct parent) and how many uses it makes
+// of the entities one level below.
 struct LinkedRecord {
   vqString group;
   int level = 0;
+  int uses = 0;
   RevisionRecord record;
 };
 
@@ -140,7 +140,6 @@ class EntityStore {
 
   // Writes a new entity whose first stored revision is `record.uid`.
   void InsertNewEntities(const std::vector<const RevisionRecord*>& records);
-  void InsertLinks(const std::vector<LinkRecord>& links, int fromRevision);
 
   // The stored revision of that identifier (drafts excluded).
   bool LoadRevision(const UDMUID& uid, RevisionRecord& out);
@@ -150,20 +149,29 @@ class EntityStore {
   bool EntityExists(const vqString& dmid);
   // The latest stored revision of a data-model id; false when there is none.
   bool GetLatestRevision(const vqString& dmid, int& revision);
+
+  // Structure (EntityStoreStructure.cpp).
+  //
+  void InsertLinks(const std::vector<LinkRecord>& links, int fromRevision);
+  // Makes the current uses of `parentDmid` exactly `links` from `revision`
+  // on: uses that stay as they are are kept, the others end at `revision`.
+  void ReplaceLinks(const vqString& parentDmid, const std::vector<LinkRecord>& links, int revision);
+  // Uses valid in that revision of the parent, in group and position order;
+  // an empty group means all groups.
+  std::vector<LinkRecord> GetChildrenAt(const vqString& parentDmid, int revision, const vqString& group);
+  // The same children with their latest revisions, one record per use, in one query.
+  std::vector<LinkedRecord> GetChildRecordsAt(const vqString& parentDmid, int revision, const vqString& group);
+  // Where-used through current links: every ancestor once per level and
+  // group it is reached at, up to `maxLevel` levels (<= 0: all), nearest
+  // first, with its latest revision. One recursive query.
+  std::vector<LinkedRecord> GetAncestorRecords(const vqString& childDmid, int maxLevel);
+  // (child, parent) for every current parent of these entities, each pair once.
+  std::vector<std::pair<vqString, vqString>> GetParentLinks(const std::vector<vqString>& childDmids);
   // Data-model ids of the current children of `parentDmid` that have no
   // other current parent.
   std::vector<vqString> GetOnlyChildren(const vqString& parentDmid);
-
-  // Links valid in that revision of the parent, in group and position
-  // order; an empty group means all groups.
-  std::vector<LinkRecord> GetChildrenAt(const vqString& parentDmid, int revision, const vqString& group);
-  // The same children with their latest revisions, in one query.
-  std::vector<LinkedRecord> GetChildRecordsAt(const vqString& parentDmid, int revision, const vqString& group);
-  // The ancestors of GetAncestors with their latest revisions, in one query.
-  std::vector<LinkedRecord> GetAncestorRecords(const vqString& childDmid, int maxLevel);
-  // Ancestors through current links, nearest first, each once, up to
-  // `maxLevel` levels (<= 0: all). One recursive query.
-  std::vector<AncestorRecord> GetAncestors(const vqString& childDmid, int maxLevel);
+  // Latest revisions of live entities of the given class that have no parent.
+  std::vector<UDMUID> GetRootEntities(const vqString& className);
 
   void SetDeleted(const vqString& dmid, bool deleted);
   // Removes the entity, its revisions and every link to or from it.
@@ -173,6 +181,9 @@ class EntityStore {
   vqlm::ResultSet GetDeletedContents();
   // A statement built at run time (queries); values are bound, never spliced.
   vqlm::ResultSet Select(const vqString& sql, const vqStlVector<vqVariant>& params);
+  // `before` + " (?, ?, ...)" + `after` over `keys`, in batches, rows appended
+  // in batch order.
+  vqlm::ResultSet SelectIn(const vqString& before, const std::vector<vqString>& keys, const vqString& after);
   // The stored attributes of each of these revisions, in few queries.
   std::map<vqString, vqStlMap<vqString, vqVariant>> GetAttributesOf(const std::vector<vqString>& uids);
   std::int64_t CountDeletedContents();
@@ -206,9 +217,6 @@ class EntityStore {
   bool AdvanceLatestRevision(const vqString& dmid, int expected, int next);
   // Writes further revisions of existing entities with their attributes.
   void InsertRevisions(const std::vector<const RevisionRecord*>& records);
-  // Makes the current links of `parentDmid` exactly `links` from `revision`
-  // on: links that stay are kept, the others end at `revision`.
-  void ReplaceLinks(const vqString& parentDmid, const std::vector<LinkRecord>& links, int revision);
   void ReplaceReferences(const vqString& sourceDmid, const std::vector<TargetRecord>& targets, int revision);
   void ReplaceClassifications(const vqString& itemDmid, const std::vector<TargetRecord>& categories,
                               int revision);
@@ -276,8 +284,6 @@ class EntityStore {
   // sleep otherwise. The caller reads the log again either way.
   void ListenForChanges();
   void WaitForChangeSignal(int timeoutMs);
-  // Latest revisions of live entities of the given class that have no parent.
-  std::vector<UDMUID> GetRootEntities(const vqString& className);
 
  private:
   void Begin(const vqString& what);

@@ -1,7 +1,6 @@
-// Check-out locks, further revisions and the versioning of links.
+// Check-out locks, further revisions and the versioning of references and classifications.
 
 #include <set>
-#include <tuple>
 
 #include <vqkudmrt/UDMException.h>
 
@@ -62,29 +61,6 @@ void EntityStore::InsertRevisions(const std::vector<const RevisionRecord*>& reco
   BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
              revisions);
   BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
-}
-
-void EntityStore::ReplaceLinks(const vqString& parentDmid, const std::vector<LinkRecord>& links, int revision) {
-  using Key = std::tuple<vqString, vqString, std::int64_t>;  // group, child, position
-  std::set<Key> wanted;
-  for (const LinkRecord& link : links) wanted.insert({link.group, link.childDmid, link.position});
-  std::set<Key> kept;
-  const vqlm::ResultSet open = Query(
-      "SELECT grp, child_dmid, position FROM udm_link WHERE parent_dmid = ? AND to_rev IS NULL", {parentDmid});
-  for (std::size_t i = 0; i < open.GetRowCount(); ++i) {
-    const Key key{open.GetValue(i, 0).ToString(), open.GetValue(i, 1).ToString(), ToInt64(open.GetValue(i, 2))};
-    if (wanted.count(key)) {
-      kept.insert(key);
-      continue;
-    }
-    Execute("UPDATE udm_link SET to_rev = ? WHERE parent_dmid = ? AND grp = ? AND child_dmid = ? AND to_rev IS NULL",
-            {vqVariant(revision), parentDmid, std::get<0>(key), std::get<1>(key)});
-  }
-  std::vector<LinkRecord> added;
-  for (const LinkRecord& link : links) {
-    if (!kept.count({link.group, link.childDmid, link.position})) added.push_back(link);
-  }
-  InsertLinks(added, revision);
 }
 
 void EntityStore::ReplaceTargets(const char* table, const char* ownerColumn, const char* targetColumn,

@@ -163,8 +163,33 @@ std::vector<vqString> Version3(const SqlDialect& d) {
   };
 }
 
+// Version 4: a parent may use one child several times, each use a link of
+// its own: the key becomes the parent and a use identifier that stays the
+// same across the parent's revisions, and each use keeps its attributes
+// (encoded). Links of earlier versions become one use each.
+std::vector<vqString> Version4(const SqlDialect& d) {
+  return {
+      "CREATE TABLE udm_link_v4 ("
+      " parent_dmid TEXT NOT NULL REFERENCES udm_entity (dmid) ON DELETE CASCADE,"
+      " use_id TEXT NOT NULL,"
+      " grp TEXT NOT NULL,"
+      " child_dmid TEXT NOT NULL REFERENCES udm_entity (dmid) ON DELETE CASCADE,"
+      " from_rev " + d.bigintType + " NOT NULL,"
+      " to_rev " + d.bigintType + ","
+      " position " + d.bigintType + " NOT NULL,"
+      " attrs TEXT,"
+      " PRIMARY KEY (parent_dmid, use_id, from_rev))",
+      "INSERT INTO udm_link_v4 (parent_dmid, use_id, grp, child_dmid, from_rev, to_rev, position)"
+      " SELECT parent_dmid, grp || '/' || child_dmid, grp, child_dmid, from_rev, to_rev, position FROM udm_link",
+      "DROP TABLE udm_link",
+      "ALTER TABLE udm_link_v4 RENAME TO udm_link",
+      "CREATE INDEX udm_link_child ON udm_link (child_dmid, to_rev)",
+      "CREATE INDEX udm_link_parent ON udm_link (parent_dmid, to_rev, grp, position)",
+  };
+}
+
 const std::vector<Migration>& Migrations() {
-  static const std::vector<Migration> all = {Version1, Version2, Version3};
+  static const std::vector<Migration> all = {Version1, Version2, Version3, Version4};
   return all;
 }
 
