@@ -89,3 +89,30 @@ TEST_F(SchemaMigrationTest, RepositoryDatabaseOpensThroughTheInstalledDriver) {
     EXPECT_NE(std::string(e.what()).find("missing-dir"), std::string::npos) << e.what();
   }
 }
+
+TEST_F(SchemaMigrationTest, LinksOfARepositoryBeforeUsesBecomeOneUseEach) {
+  ASSERT_EQ(store::MigrateSchema(*m_db, store::SqlDialect::Sqlite(), 3), 3);
+  for (const char* dmid : {"p", "c", "d"}) {
+    ASSERT_TRUE(m_db->ExecSqlStatement("INSERT INTO udm_entity (dmid, cdef, class, latest_rev, created_by, created_time)"
+                                       " VALUES (?, 'UDMPart', 'UDMItem', 1, 'alice', 't')",
+                                       {vqVariant(dmid)}));
+  }
+  ASSERT_TRUE(m_db->ExecSqlStatement(
+      "INSERT INTO udm_link (parent_dmid, grp, child_dmid, from_rev, to_rev, position) VALUES"
+      " ('p', 'parts', 'c', 0, NULL, 0), ('p', 'parts', 'd', 0, 1, 1), ('p', 'parts', 'd', 1, NULL, 2)"));
+
+  EXPECT_EQ(store::MigrateSchema(*m_db, store::SqlDialect::Sqlite()), store::LatestSchemaVersion());
+  vqlm::ResultSet rows;
+  ASSERT_TRUE(m_db->ExecSqlQuery(
+      "SELECT use_id, child_dmid, from_rev, to_rev, position FROM udm_link ORDER BY from_rev, position", rows));
+  ASSERT_EQ(rows.GetRowCount(), 3u);
+  // The history keeps its ranges; one link over two revisions stays one use.
+  EXPECT_EQ(rows.GetValue(0, 0).ToString(), "parts/c");
+  EXPECT_EQ(rows.GetValue(1, 0).ToString(), "parts/d");
+  EXPECT_EQ(rows.GetValue(1, 3), vqVariant(std::int64_t(1)));
+  EXPECT_EQ(rows.GetValue(2, 0).ToString(), "parts/d");
+  EXPECT_TRUE(rows.GetValue(2, 3).IsEmpty());
+  // A second use of the same child is now possible.
+  EXPECT_TRUE(m_db->ExecSqlStatement("INSERT INTO udm_link (parent_dmid, use_id, grp, child_dmid, from_rev, position)"
+                                     " VALUES ('p', 'u2', 'parts', 'c', 2, 3)"));
+}

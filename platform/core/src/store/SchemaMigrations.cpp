@@ -1,5 +1,6 @@
 #include <vqkudmrt/store/SchemaMigrations.h>
 
+#include <algorithm>
 #include <functional>
 #include <vector>
 
@@ -218,7 +219,8 @@ int ReadSchemaVersion(vqlm::iDbDriver& db) {
   return static_cast<int>(version);
 }
 
-int MigrateSchema(vqlm::iDbDriver& db, const SqlDialect& dialect) {
+int MigrateSchema(vqlm::iDbDriver& db, const SqlDialect& dialect, int upTo) {
+  const int target = upTo > 0 ? std::min(upTo, LatestSchemaVersion()) : LatestSchemaVersion();
   for (;;) {
     vqlm::DbStatus status = db.BeginTransaction();
     if (!status) Fail("cannot start a migration", status);
@@ -241,7 +243,7 @@ int MigrateSchema(vqlm::iDbDriver& db, const SqlDialect& dialect) {
                               vqString::FromInt(LatestSchemaVersion()) + ")",
                           ExcSubDatabase);
     }
-    if (current == LatestSchemaVersion()) {
+    if (current >= target) {
       db.Rollback();
       return current;
     }

@@ -20,10 +20,11 @@ VQKUDMRT_API int LatestSchemaVersion();
 // Raises UDMException when the version cannot be read.
 VQKUDMRT_API int ReadSchemaVersion(vqlm::iDbDriver& db);
 
-// Applies every migration the database lacks, each in one transaction, and
-// returns the resulting version. Refuses (UDMException, ExcSubDatabase) a
-// database written by a newer runtime, and leaves the database at the last
-// completed version when a migration fails.
-VQKUDMRT_API int MigrateSchema(vqlm::iDbDriver& db, const SqlDialect& dialect);
+// Applies every migration the database lacks up to version `upTo` (the
+// latest when 0), each in one transaction, and returns the resulting
+// version. Refuses (UDMException, ExcSubDatabase) a database written by a
+// newer runtime, and leaves the database at the last completed version when
+// a migration fails.
+VQKUDMRT_API int MigrateSchema(vqlm::iDbDriver& db, const SqlDialect& dialect, int upTo = 0);
 
 }  // namespace vqkudm::store
