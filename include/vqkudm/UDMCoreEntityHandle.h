@@ -19,6 +19,24 @@
 namespace vqkudm {
 
 class UDMContentDefinition;
+
+// One use of a child by a parent: a link of its own, with the use attributes
+// of its group (a quantity, a placement, a find number).
+struct UDMUseInfo {
+  vqString useId;  // the same in every revision of the parent
+  vqString group;
+  boost::shared_ptr<IUDMEntityHandle> child;
+  vqStlMap<vqString, vqVariant> attributes;
+};
+
+// An ancestor found by where-used: its level (1 = direct parent), the group
+// of its links and how many uses it makes of the entities one level below.
+struct UDMWhereUsedInfo {
+  boost::shared_ptr<IUDMEntityHandle> parent;
+  int level = 0;
+  vqString group;
+  int uses = 0;
+};
 class UDMItem;
 class UDMSession;
 
@@ -93,6 +111,22 @@ class VQKUDM_API UDMCoreEntityHandle : public IUDMEntityHandle,
   void AddClassification(const boost::shared_ptr<UDMCoreEntityHandle>& classification);
   void RemoveClassification(const boost::shared_ptr<UDMCoreEntityHandle>& classification);
   void GetClassifications(vqStlVector<boost::shared_ptr<IUDMEntityHandle>>& out, bool withParents);
+
+  // Uses of children (UDMCoreEntityHandleUses.cpp). AddChild adds a use
+  // without attributes; these reach each use. Failures name the parent,
+  // the group and the use.
+  //
+  // Adds a use of `child` to `group` with these use attributes (the others
+  // take their defaults); returns the use's identifier.
+  vqString AddUse(const boost::shared_ptr<UDMCoreEntityHandle>& child, const vqString& group,
+                  const vqStlMap<vqString, vqVariant>& attributes);
+  // The uses in `group` ("" for every group), appended in order.
+  void GetUses(vqStlVector<UDMUseInfo>& out, const vqString& group) const;
+  void SetUseAttribute(const vqString& useId, const vqString& name, const vqVariant& value);
+  void RemoveUse(const vqString& useId);
+  // Where-used from the repository up to `level` levels (<= 0: all),
+  // nearest level first, appended.
+  void GetWhereUsed(vqStlVector<UDMWhereUsedInfo>& out, int level) const;
 
   // Relations.
   void GetRelations(vqStlVector<boost::shared_ptr<IUDMRelationHandle>>& out, RelationDirection direction);
