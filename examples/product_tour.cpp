@@ -1,6 +1,7 @@
 // A tour of the runtime through its profile, on the embedded default: a
 // repository is created on first use, a small product is built with files,
-// a preview, a relation and a classification, parts are checked out and in,
+// a preview, a relation and a classification, a wheel used four times and a
+// bolt used by several assemblies, parts are checked out and in,
 // a branch is started, and the history, the structure and the files are
 // printed. A query finds the parts, and the product travels as a package
 // into a second repository. A subscriber prints the changes as they happen.
@@ -63,6 +64,19 @@ void PrintStructure(IUDMProfile& profile, const UDMItemHandle& item, const std::
   for (const UDMItemHandle& child : children) PrintStructure(profile, child, indent + "  ");
 }
 
+boost::shared_ptr<UDMCoreEntityHandle> Core(const UDMItemHandle& handle) {
+  return boost::dynamic_pointer_cast<UDMCoreEntityHandle>(handle.GetEntityHandlePtr());
+}
+
+void PrintWhereUsed(const UDMItemHandle& item) {
+  vqStlVector<UDMWhereUsedInfo> users;
+  Core(item)->GetWhereUsed(users, 0);
+  for (const UDMWhereUsedInfo& user : users) {
+    std::cout << "  level " << user.level << ": '" << user.parent->GetAttributeValue(kSmdName).ToString() << "' uses "
+              << user.uses << " of the level below\n";
+  }
+}
+
 void PrintHistory(const boost::shared_ptr<UDMHistoryNode>& node, const std::string& indent) {
   std::cout << indent << "'" << node->GetDisplayName() << "' revision " << node->GetVersion();
   if (!node->GetVersionList().empty()) {
@@ -97,20 +111,30 @@ int main(int argc, char** argv) {
     std::cout << "Building the product:\n";
     UDMItemHandle project = profile->CreateEntity(kClassProject, "rover");
     UDMItemHandle chassis = profile->CreateAndAdd(kClassPart, "chassis", project, "parts");
-    UDMItemHandle wheel = profile->CreateAndAdd(kClassPart, "wheel", project, "parts");
+    UDMItemHandle wheel = profile->CreateEntity(kClassPart, "wheel");
     profile->SetAttribute(wheel, "description", vqVariant("rubber, 200 mm"));
+    // One wheel, used at four places of the chassis; one standard bolt, used
+    // by the wheel and twice by the chassis.
+    for (const char* place : {"front left", "front right", "rear left", "rear right"}) {
+      Core(chassis)->AddUse(Core(wheel), "parts", {{"refdes", vqVariant(place)}});
+    }
+    UDMItemHandle bolt = profile->CreateEntity(kClassPart, "bolt M8");
+    Core(wheel)->AddUse(Core(bolt), "parts", {{"quantity", vqVariant(5.0)}});
+    profile->AddChild(chassis, bolt, "parts");
+    profile->AddChild(chassis, bolt, "parts");
+    // Made before the first check-in, stored with it.
+    UDMItemHandle driveTrain = profile->CreateEntity(kFolderKindCategories, "drive train");
+    profile->AddClassification(wheel, driveTrain);
+    profile->CreateRelation(wheel, chassis, "UDMRelGeneral", false);
     profile->AddFile(chassis, WriteFile(base / "chassis.step", "ISO-10303-21; chassis"));
     profile->AddPreviewImage(chassis, WriteFile(base / "chassis.png", "\x89PNG\r\n\x1a\n"), "front",
                              vqlm::ImagePng, "front view", true, false);
     profile->Persist(project, "first release", false, true, false);
-
-    UDMItemHandle driveTrain = profile->CreateEntity(kFolderKindCategories, "drive train");
     profile->Persist(driveTrain, "category", false, false, false);
-    profile->Checkout(wheel, "classify");
-    profile->AddClassification(wheel, driveTrain);
-    profile->Persist(wheel, "classified", false, false, false);
-    profile->CreateRelation(wheel, chassis, "UDMRelGeneral", false);
     printer->m_enabled = false;
+
+    std::cout << "\nWhere the bolt is used:\n";
+    PrintWhereUsed(bolt);
 
     std::cout << "\nTwo more revisions of the chassis, then a branch from its first revision:\n";
     const vqString firstChassis = chassis.GetUID();
