@@ -228,7 +228,9 @@ void BM_ParentsFromDB_runtime(benchmark::State& state) {
     f.session->ReleaseCache();
     state.ResumeTiming();
     f.part->GetParentsFromDB(byLevel, 0, 0);
-    if (byLevel.size() != WhereUsedFixture::kLevels) std::abort();
+    std::size_t found = 0;
+    for (const auto& [level, parents] : byLevel) found += parents.size();
+    if (byLevel.size() != WhereUsedFixture::kLevels || found != WhereUsedFixture::kAncestors) std::abort();
   }
 }
 

@@ -323,3 +323,29 @@ TEST_P(PendingLinksTest, UndoingANeverStoredItemDropsWhatWasMadeWithIt) {
 }
 
 UDM_ON_EVERY_BACKEND(PendingLinksTest);
+
+// Regression: a check-in of an item whose classifications and references
+// this session had not read yet ended them in the new revision.
+TEST_P(PendingLinksTest, ARevisionKeepsTheClassificationsAndReferencesItDidNotTouch) {
+  auto category = boost::dynamic_pointer_cast<UDMClassification>(
+      m_session->CreateEntity(kGroupCategories, "castings", UDMUID()));
+  UDMItemPtr mould = m_session->CreateEntity(kClassPart, "mould", UDMUID());
+  UDMItemPtr casting = m_session->CreateEntity(kClassPart, "casting", UDMUID());
+  casting->AddClassification(category);
+  casting->AddReference(mould, "made in");
+  for (const UDMItemPtr& item : {UDMItemPtr(category), mould, casting}) item->Persist("", GDM_RECURSE_NONE, -1, false, true);
+
+  boost::shared_ptr<IUDMSession> bob = OpenSession("bob");
+  UDMItemPtr edited = bob->FindItemById(casting->GetUID(), true, "");
+  edited->CheckOut("");
+  edited->SetAttribute("material", vqVariant("bronze"));
+  edited->Persist("", GDM_RECURSE_NONE, -1, false, true);
+
+  UDMItemPtr seen = OpenSession("carol")->FindItemById(edited->GetUID(), true, "");
+  vqStlVector<boost::shared_ptr<UDMClassification>> categories;
+  seen->GetClassifications(categories, false);
+  EXPECT_EQ(categories.size(), 1u);
+  vqStlVector<UDMItemPtr> references;
+  seen->GetReferences(references, "");
+  EXPECT_EQ(references.size(), 1u);
+}
