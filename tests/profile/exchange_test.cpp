@@ -14,11 +14,7 @@ TEST_F(ProfileTest, AnExportGoesIntoANewDirectoryChainAndImportsIntoAnotherRepos
   m_profile->Export(package.string(), {"UDMProject"}, ExportZip);
   ASSERT_TRUE(std::filesystem::is_regular_file(package));
 
-  vqStlMap<vqString, vqVariant> configuration;
-  configuration["RepositoryBaseDir"] = m_dir.path().string();
-  configuration["RepositoryName"] = "copy";
-  m_opened.push_back(UDMProfileMgr::GetProfile(configuration));
-  boost::shared_ptr<IUDMProfile> copy = m_opened.back();
+  boost::shared_ptr<IUDMProfile> copy = OpenProfile("copy");
   copy->Import(package.string());
   vqStlVector<UDMItemHandle> found;
   copy->QueryEntities(found, "cdef isa 'UDMItem'", UDMQuerySettingHandle(), false, false);

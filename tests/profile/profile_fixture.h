@@ -52,11 +52,12 @@ class ProfileTest : public ::testing::Test {
     }
   }
 
-  // A profile through the configuration map, as applications open one.
-  boost::shared_ptr<vqkudm::IUDMProfile> OpenProfile() {
+  // A profile through the configuration map, as applications open one; on
+  // another repository beside the test's own when `repository` names one.
+  boost::shared_ptr<vqkudm::IUDMProfile> OpenProfile(const std::string& repository = "repo") {
     vqStlMap<vqString, vqVariant> configuration;
     configuration["RepositoryBaseDir"] = m_dir.path().string();
-    configuration["RepositoryName"] = "repo";
+    configuration["RepositoryName"] = repository;
     configuration["WorkspaceBaseDir"] = m_dir.path().string();
     configuration["WorkspaceName"] = "ws";
     m_opened.push_back(vqkudm::UDMProfileMgr::GetProfile(configuration));

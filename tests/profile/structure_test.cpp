@@ -90,11 +90,7 @@ TEST_F(ProfileStructureTest, WhereUsedAndRootReachEveryUser) {
 TEST_F(ProfileStructureTest, TheWholeStructureTravelsInAPackage) {
   const auto package = m_dir.path() / "machine.zip";
   m_profile->Export(package.string(), {"UDMProject"}, ExportZip);
-  vqStlMap<vqString, vqVariant> configuration;
-  configuration["RepositoryBaseDir"] = m_dir.path().string();
-  configuration["RepositoryName"] = "copy";
-  m_opened.push_back(UDMProfileMgr::GetProfile(configuration));
-  boost::shared_ptr<IUDMProfile> copy = m_opened.back();
+  boost::shared_ptr<IUDMProfile> copy = OpenProfile("copy");
   copy->Import(package.string());
 
   UDMItemHandle copied = copy->GetUDMItemHandle(bracket.GetUID());

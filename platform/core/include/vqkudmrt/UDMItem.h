@@ -253,6 +253,8 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   // A use's link, or end() (UDMItemStructure.cpp).
   std::vector<ChildLink>::iterator FindUse(const char* signature, const vqString& useId);
   void DropUse(std::vector<ChildLink>::iterator use, const UDMItemPtr& child);
+  // Tells `child` that this item no longer uses it through links not stored yet.
+  void LeavePendingParentOf(UDMItem& child) const;
   // Refuses an entity of another session (and so of another repository).
   void RequireSameSession(const char* signature, const UDMAbstractBaseEntity& other) const;
   // The stored children of this revision by data-model id, in one query.

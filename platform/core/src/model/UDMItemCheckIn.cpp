@@ -418,14 +418,7 @@ void UDMItem::Discard(GDMRecurseOption recursion) {
     // Children outside the batch lose it as a parent.
     for (const ChildLink& link : item->m_childLinks) {
       UDMItemPtr child = item->Resolve(link.childDmid);
-      if (!child || inBatch(child.get())) continue;
-      auto& above = child->m_pendingParents;
-      above.erase(std::remove_if(above.begin(), above.end(),
-                                 [&](const boost::weak_ptr<UDMItem>& p) {
-                                   UDMItemPtr parent = p.lock();
-                                   return !parent || parent == item;
-                                 }),
-                  above.end());
+      if (child && !inBatch(child.get())) item->LeavePendingParentOf(*child);
     }
   }
   std::vector<UDMUID> uids;
@@ -446,17 +439,8 @@ void UDMItem::ReloadStoredState() {
     ThrowStateException(UDM_FUNCSIG, ToString("") + " is no longer in the repository", ExcSubNotFound);
   }
   // Children added while checked out no longer have this item as a parent.
-  UDMItem* self = this;
   for (const ChildLink& link : m_childLinks) {
-    if (UDMItemPtr child = Resolve(link.childDmid)) {
-      auto& parents = child->m_pendingParents;
-      parents.erase(std::remove_if(parents.begin(), parents.end(),
-                                   [self](const boost::weak_ptr<UDMItem>& p) {
-                                     UDMItemPtr parent = p.lock();
-                                     return !parent || parent.get() == self;
-                                   }),
-                    parents.end());
-    }
+    if (UDMItemPtr child = Resolve(link.childDmid)) LeavePendingParentOf(*child);
   }
   m_attributes.clear();
   for (const auto& [name, value] : record.attributes) m_attributes[name] = value;

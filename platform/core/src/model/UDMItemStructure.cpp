@@ -207,20 +207,22 @@ void UDMItem::DropUse(std::vector<ChildLink>::iterator use, const UDMItemPtr& ch
   m_modified = true;
   const bool stillUsed = std::any_of(m_childLinks.begin(), m_childLinks.end(),
                                      [&](const ChildLink& link) { return link.childDmid == dmid; });
-  if (child && !stillUsed) {
-    auto& parents = child->m_pendingParents;
-    parents.erase(std::remove_if(parents.begin(), parents.end(),
-                                 [this](const boost::weak_ptr<UDMItem>& p) {
-                                   UDMItemPtr parent = p.lock();
-                                   return !parent || parent.get() == this;
-                                 }),
-                  parents.end());
-  }
+  if (child && !stillUsed) LeavePendingParentOf(*child);
   if (child) {
     SessionOf(*this, UDM_FUNCSIG)
         ->Notify(SIGNAL_CHILD_REMOVED, boost::static_pointer_cast<UDMItem>(shared_from_this()), vqString(),
                  vqVariant(), child);
   }
+}
+
+void UDMItem::LeavePendingParentOf(UDMItem& child) const {
+  auto& parents = child.m_pendingParents;
+  parents.erase(std::remove_if(parents.begin(), parents.end(),
+                               [this](const boost::weak_ptr<UDMItem>& p) {
+                                 UDMItemPtr parent = p.lock();
+                                 return !parent || parent.get() == this;
+                               }),
+                parents.end());
 }
 
 void UDMItem::RemoveChild(const UDMItemPtr& child) {
