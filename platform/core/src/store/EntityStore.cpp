@@ -289,21 +289,21 @@ bool EntityStore::EntityExists(const vqString& dmid) {
 
 std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(const vqlm::ResultSet& rows) {
   // Columns 0-2: group, level (or position) and uses; then UDM_RECORD_COLUMNS.
+  // The rows of one record are consecutive and share columns 0, 1 and the uid.
   std::vector<LinkedRecord> records;
-  vqString current;
   for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
     auto text = [&](std::size_t column) { return rows.GetValue(i, column).ToString(); };
     auto number = [&](std::size_t column) { return static_cast<int>(ToInt64(rows.GetValue(i, column))); };
-    const vqString uid = text(10);
-    const vqString key = text(0) + "|" + text(1) + "|" + uid;
-    if (records.empty() || key != current) {
-      current = key;
+    const bool sameRecord = i > 0 && rows.GetValue(i, 10) == rows.GetValue(i - 1, 10) &&
+                            rows.GetValue(i, 1) == rows.GetValue(i - 1, 1) &&
+                            rows.GetValue(i, 0) == rows.GetValue(i - 1, 0);
+    if (!sameRecord) {
       LinkedRecord linked;
       linked.group = text(0);
       linked.level = number(1);
       linked.uses = number(2);
       RevisionRecord& r = linked.record;
-      r.uid = UDMUID(uid);
+      r.uid = UDMUID(text(10));
       r.cdef = text(4);
       r.className = text(5);
       r.latestRevision = number(6);

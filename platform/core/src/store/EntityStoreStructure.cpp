@@ -109,14 +109,15 @@ std::vector<LinkedRecord> EntityStore::GetChildRecordsAt(const vqString& parentD
       "SELECT l.grp, l.position, 1," UDM_RECORD_COLUMNS
       " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid" UDM_RECORD_JOINS
       " WHERE l.parent_dmid = ? AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)"
-      " AND (? = '' OR l.grp = ?) ORDER BY l.grp, l.position, r.uid, a.name",
+      " AND (? = '' OR l.grp = ?) ORDER BY l.grp, l.position",
       {parentDmid, vqVariant(revision), vqVariant(revision), group, group}));
 }
 
 std::vector<LinkedRecord> EntityStore::GetAncestorRecords(const vqString& childDmid, int maxLevel) {
   // `up` holds each entity once per level it is reached at (UNION, not
-  // UNION ALL, so shared sub-structures do not multiply the walk); the uses
-  // of a level are the current links from its entities to the level below.
+  // UNION ALL, so shared sub-structures do not multiply the walk). A parent
+  // one level above an entity of `up` uses it through the links between
+  // them; counting those per parent gives its uses of the level below.
   return ReadLinkedRecords(Query(
       "WITH RECURSIVE up (dmid, level) AS ("
       "  SELECT CAST(? AS TEXT), 0"
@@ -124,14 +125,13 @@ std::vector<LinkedRecord> EntityStore::GetAncestorRecords(const vqString& childD
       "  SELECT l.parent_dmid, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid"
       "  WHERE l.to_rev IS NULL AND (? <= 0 OR up.level < ?)),"
       " used (dmid, grp, level, uses) AS ("
-      "  SELECT p.dmid, l.grp, p.level, count(*) FROM up p"
-      "  JOIN udm_link l ON l.parent_dmid = p.dmid AND l.to_rev IS NULL"
-      "  JOIN up c ON c.dmid = l.child_dmid AND c.level = p.level - 1"
-      "  WHERE p.level > 0 GROUP BY p.dmid, l.grp, p.level)"
+      "  SELECT l.parent_dmid, l.grp, c.level + 1, count(*) FROM up c"
+      "  JOIN udm_link l ON l.child_dmid = c.dmid AND l.to_rev IS NULL"
+      "  WHERE ? <= 0 OR c.level < ? GROUP BY l.parent_dmid, l.grp, c.level)"
       " SELECT u.grp, u.level, u.uses," UDM_RECORD_COLUMNS
       " FROM used u JOIN udm_entity e ON e.dmid = u.dmid" UDM_RECORD_JOINS
-      " ORDER BY u.level, e.dmid, u.grp, r.uid, a.name",
-      {childDmid, vqVariant(maxLevel), vqVariant(maxLevel)}));
+      " ORDER BY u.level, e.dmid, u.grp",
+      {childDmid, vqVariant(maxLevel), vqVariant(maxLevel), vqVariant(maxLevel), vqVariant(maxLevel)}));
 }
 
 std::vector<std::pair<vqString, vqString>> EntityStore::GetParentLinks(const std::vector<vqString>& childDmids) {
