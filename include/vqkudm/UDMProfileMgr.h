@@ -16,6 +16,7 @@
 #include <boost/shared_ptr.hpp>
 
 #include <vqkudm/IUDMProfile.h>
+#include <vqkudmrt/UDMRetrieveConfig.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 
 namespace vqkudm {
@@ -32,10 +33,44 @@ class VQKUDM_API UDMProfileMgr {
   // Closes the profile's session and releases the caller's reference.
   static void DiscardProfile(boost::shared_ptr<IUDMProfile>& profile);
 
+  // The repositories and workspaces this installation knows: those a
+  // session opened or that were added, kept in the registry
+  // (NORVEL_VQK_UDMRT_DB_DIR/registry.json, else ~/.vqkudm). The map's
+  // "username" selects one user's (empty or absent: everyone's).
+  // Raise for an empty map, and for an identifier the registry lacks.
+  //
+  // Identifiers of the registered repositories; `reserved` is not used.
+  static void GetRepositoryIds(vqStlVector<vqString>& out, const vqStlMap<vqString, vqVariant>& configuration,
+                               unsigned int reserved);
+  // "name", "type", "profile_name", "is_default" ("true" or "false"),
+  // "ldbfile" (the database file of an embedded repository), "dbhost" and
+  // "dbport" of the repository of that identifier (or name).
+  static void GetRepositoryInfo(vqStlMap<vqString, vqString>& out, const vqString& repositoryId,
+                                const vqStlMap<vqString, vqVariant>& configuration);
+  // The client settings of that repository ("dbhost", "dbport"); the keys
+  // that open it ("DataSource", "RepositoryName", "RepositoryBaseDir" or the
+  // client settings) are also set in `configuration`, so that GetProfile
+  // (with the user's own credentials added) reaches it.
+  static void GetRepositoryClientSettings(vqStlMap<vqString, vqString>& out, const vqString& repositoryId,
+                                          vqStlMap<vqString, vqVariant>& configuration);
+  static void GetWorkspaces(vqStlVector<vqString>& out, const vqStlMap<vqString, vqVariant>& configuration);
+  // "name", "workingdir", "client_working_dir" (the same directory as this
+  // machine sees it), "host_name", "user_name", "uname" (the user the
+  // workspace's files belong to) and "is_default" of the workspace of that name.
+  static void GetWorkspaceInfo(vqStlMap<vqString, vqString>& out, const vqString& workspace,
+                               const vqStlMap<vqString, vqVariant>& configuration);
+  // Registers the repository the map names (as GetProfile reads it) under
+  // `name` (empty: its own name); an embedded one must exist. Returns its identifier.
+  static vqString AddExistingRepository(const vqStlMap<vqString, vqVariant>& configuration, const vqString& name);
+  // Makes the repository the map names the default.
+  static void SetDefaultRepository(const vqStlMap<vqString, vqVariant>& configuration);
+
  private:
   static void FillSessionConfigPtr(boost::shared_ptr<UDMSessionConfig>& sessionConfig,
                                    const vqStlMap<vqString, vqVariant>& configuration);
   static void DiscardProfile(IUDMProfile* profile);
+  static void FillRetrieveConfigPtr(boost::shared_ptr<UDMRetrieveConfig>& retrieveConfig,
+                                    const vqStlMap<vqString, vqVariant>& configuration);
 };
 
 }  // namespace vqkudm

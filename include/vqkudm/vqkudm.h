@@ -4,6 +4,7 @@
 
 #include <vqkudm/IUDMProfile.h>
 #include <vqkudm/UDMCoreEntityHandle.h>
+#include <vqkudm/UDMConnectMasterDBManager.h>
 #include <vqkudm/UDMCoreProfile.h>
 #include <vqkudm/UDMNames.h>
 #include <vqkudm/UDMPartNames.h>

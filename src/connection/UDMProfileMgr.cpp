@@ -4,25 +4,16 @@
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMSession.h>
 
-#include "../foundation/SignatureText.h"
+#include "ProfileMgrSupport.h"
 
 namespace vqkudm {
 
-namespace {
+using connection::Setting;
 
-#define VQ_MGR_SIG(result, rest) VQ_SIG(result, "UDMProfileMgr", rest)
-#define VQ_T_PROFILE_PTR VQ_T_SHARED("class vqkudm::IUDMProfile")
-#define VQ_T_CONFIG_MAP                                                                                          \
-  "const class vqStlMap<" VQ_T_STRING "," VQ_T_VARIANT ",struct std::less<" VQ_T_STRING                          \
-  ">,class std::allocator<struct std::pair<" VQ_T_STRING " const ," VQ_T_VARIANT "> > > &"
+namespace {
 
 // The key the core registers its profile plug-in under.
 const char* const kCoreProfileKey = "Core";
-
-vqString Setting(const vqStlMap<vqString, vqVariant>& configuration, const char* key) {
-  auto found = configuration.find(key);
-  return found == configuration.end() ? vqString() : found->second.ToString();
-}
 
 boost::shared_ptr<IUDMProfile> ProfileOfSession(const boost::shared_ptr<UDMSession>& session, const vqString& key,
                                                 const char* signature) {

@@ -16,8 +16,13 @@
 #define VQ_T_ITEM_CREF "const class vqkudm::UDMItemHandle &"
 #define VQ_T_ITEM_REF "class vqkudm::UDMItemHandle &"
 #define VQ_T_RELATION "class vqkudm::UDMRelationHandle"
-#define VQ_T_VECTOR(T) "class vqStlVector<" T ",class std::allocator<" T " > >"
+// A vector of a class; the compiler writes "> >" only after a template-id.
+#define VQ_T_VECTOR(T) "class vqStlVector<" T ",class std::allocator<" T "> >"
+#define VQ_T_VECTOR_OF_TEMPLATE(T) "class vqStlVector<" T ",class std::allocator<" T " > >"
 #define VQ_T_SHARED(T) "class boost::shared_ptr<" T ">"
+#define VQ_T_MAP(K, V)                                                                                    \
+  "class vqStlMap<" K "," V ",struct std::less<" K ">,class std::allocator<struct std::pair<" K " const ," V \
+  "> > >"
 
 #define VQ_PROFILE_SIG(result, rest) VQ_SIG(result, "UDMCoreProfile", rest)
 #define VQ_ENTITY_SIG(result, rest) VQ_SIG(result, "UDMCoreEntityHandle", rest)

@@ -12,7 +12,7 @@ namespace vqkudm {
 namespace {
 
 #define VQ_T_CORE_HANDLE_CREF "const " VQ_T_SHARED("class vqkudm::UDMCoreEntityHandle") " &"
-#define VQ_T_HANDLE_LIST_REF VQ_T_VECTOR(VQ_T_SHARED("class vqkudm::IUDMEntityHandle")) " &"
+#define VQ_T_HANDLE_LIST_REF VQ_T_VECTOR_OF_TEMPLATE(VQ_T_SHARED("class vqkudm::IUDMEntityHandle")) " &"
 
 // A handle for each entity, appended in order.
 template <class Entity>

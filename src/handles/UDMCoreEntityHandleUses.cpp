@@ -9,7 +9,7 @@ namespace vqkudm {
 
 namespace {
 
-#define VQ_T_ATTRIBUTE_MAP_CREF "const class vqStlMap<" VQ_T_STRING "," VQ_T_VARIANT "> &"
+#define VQ_T_ATTRIBUTE_MAP_CREF "const " VQ_T_MAP(VQ_T_STRING, VQ_T_VARIANT) " &"
 
 boost::shared_ptr<IUDMEntityHandle> HandleOf(const boost::shared_ptr<UDMItem>& entity) {
   boost::shared_ptr<IUDMEntityHandle> handle;

@@ -77,7 +77,7 @@ vqString UDMCoreRelationHandle::GetRightEntityType() const {
 void UDMCoreEntityHandle::GetRelations(vqStlVector<boost::shared_ptr<IUDMRelationHandle>>& out,
                                        RelationDirection direction) {
   vqStlVector<boost::shared_ptr<UDMRelation>> relations;
-  Resolve(VQ_ENTITY_SIG("void", "GetRelations(" VQ_T_VECTOR(VQ_T_SHARED("class vqkudm::IUDMRelationHandle")) " &,enum "
+  Resolve(VQ_ENTITY_SIG("void", "GetRelations(" VQ_T_VECTOR_OF_TEMPLATE(VQ_T_SHARED("class vqkudm::IUDMRelationHandle")) " &,enum "
                                 "vqkudm::RelationDirection)"))
       ->GetRelations(relations, direction, nullptr, nullptr, true);
   for (const boost::shared_ptr<UDMRelation>& relation : relations) {

@@ -82,9 +82,8 @@ void UDMCoreProfile::MoveContent(const UDMItemHandle&, const UDMItemHandle&) {
 int UDMCoreProfile::AddFolderAndFiles(const vqStlVector<vqString>&, const vqStlVector<vqString>&, const vqString&,
                                       const vqStlMap<vqString, vqString>&) {
   Unsupported(VQ_PROFILE_SIG("int", "AddFolderAndFiles(const " VQ_T_VECTOR(VQ_T_STRING) " &,const " VQ_T_VECTOR(
-                                        VQ_T_STRING) " &," VQ_T_STRING_CREF ",const class vqStlMap<" VQ_T_STRING
-                                        "," VQ_T_STRING ",struct std::less<" VQ_T_STRING ">,class std::allocator<"
-                                        "struct std::pair<" VQ_T_STRING " const ," VQ_T_STRING "> > > &)"));
+                                        VQ_T_STRING) " &," VQ_T_STRING_CREF ",const " VQ_T_MAP(VQ_T_STRING, VQ_T_STRING)
+                                        " &)"));
 }
 
 }  // namespace vqkudm

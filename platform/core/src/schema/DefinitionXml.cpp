@@ -233,6 +233,15 @@ void ParseConfiguration(const vqString& xml, const vqString& sourceName,
   }
 }
 
+void ParseLibraryManagerSettings(const vqString& xml, const vqString& sourceName,
+                                 vqStlMap<vqString, vqString>& settings) {
+  const pugi::xml_document document = Parse(xml, sourceName);
+  const Source source{xml, sourceName};
+  for (pugi::xml_node setting : document.document_element().child("librarymanager").children("setting")) {
+    settings[source.Required(setting, "name")] = setting.attribute("value").value();
+  }
+}
+
 vqString DefinitionToXml(const UDMContentDefinition::Fields& fields) {
   pugi::xml_document document;
   pugi::xml_node root = document.append_child("contentdefinition");

@@ -23,6 +23,11 @@ vqStlVector<UDMContentDefinition::Fields> ParseDefinitions(const vqString& xml, 
 void ParseConfiguration(const vqString& xml, const vqString& sourceName,
                         vqStlVector<vqString>& definitionFiles, vqStlVector<UDMPluginEntry>& plugins);
 
+// The <setting name= value=> entries of a configuration's <librarymanager>
+// section, added to `settings` (replacing what they name).
+void ParseLibraryManagerSettings(const vqString& xml, const vqString& sourceName,
+                                 vqStlMap<vqString, vqString>& settings);
+
 vqString DefinitionToXml(const UDMContentDefinition::Fields& fields);
 
 // The whole text of a file; raises UDMException (ExcSubIo) naming it.
