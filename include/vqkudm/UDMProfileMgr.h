@@ -64,6 +64,23 @@ class VQKUDM_API UDMProfileMgr {
   static vqString AddExistingRepository(const vqStlMap<vqString, vqVariant>& configuration, const vqString& name);
   // Makes the repository the map names the default.
   static void SetDefaultRepository(const vqStlMap<vqString, vqVariant>& configuration);
+  // Forgets the repository the map names. With `deleteData` its data goes
+  // too: an embedded repository's directory (database and vault), a server
+  // repository's tables and shared vault directory. With `deleteWorkspace`
+  // the workspace the map names is removed and forgotten as well. Refused
+  // while a session of this process has the repository (or the workspace)
+  // open: discard its profiles first.
+  static void DeleteRepository(const vqStlMap<vqString, vqVariant>& configuration, bool deleteData,
+                               bool deleteWorkspace);
+  // Tries a connection before it is used: true when it can be made, and
+  // what was found in `message`. `file` is the repository base directory
+  // for "local" and the data file for "UDMXML"; a missing one answers
+  // "File " + file + " does not exist.". "PostGres" connects to `database`
+  // on `host`:`port` as `userName` and answers with the server's own error;
+  // "Teamcenter" and "Windchill" try to reach `host`:`port` briefly.
+  static bool CheckConnection(const vqString& dataSource, const vqString& host, const vqString& port,
+                              const vqString& database, const vqString& userName, const vqString& password,
+                              const vqString& file, vqString& message);
 
  private:
   static void FillSessionConfigPtr(boost::shared_ptr<UDMSessionConfig>& sessionConfig,

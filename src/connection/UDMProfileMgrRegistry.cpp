@@ -126,4 +126,22 @@ void UDMProfileMgr::SetDefaultRepository(const vqStlMap<vqString, vqVariant>& co
   UDMFramework::GetInstance()->SetDefaultRepository(sessionConfig);
 }
 
+void UDMProfileMgr::DeleteRepository(const vqStlMap<vqString, vqVariant>& configuration, bool deleteData,
+                                     bool deleteWorkspace) {
+  static const char* const kSignature =
+      VQ_MGR_SIG("void", "DeleteRepository(" VQ_T_CONFIG_MAP ",bool,bool)");
+  if (configuration.empty()) ThrowEmptyListArgument(kSignature, "Configuration Map empty.");
+  boost::shared_ptr<UDMSessionConfig> sessionConfig;
+  FillSessionConfigPtr(sessionConfig, configuration);
+  UDMFramework::GetInstance()->DeleteRepository(sessionConfig, deleteData, false);
+  if (deleteWorkspace) UDMFramework::GetInstance()->DeleteWorkspace(sessionConfig);
+}
+
+bool UDMProfileMgr::CheckConnection(const vqString& dataSource, const vqString& host, const vqString& port,
+                                    const vqString& database, const vqString& userName, const vqString& password,
+                                    const vqString& file, vqString& message) {
+  return UDMFramework::GetInstance()->CheckConnection(dataSource, host, port, database, userName, password, file,
+                                                      message);
+}
+
 }  // namespace vqkudm

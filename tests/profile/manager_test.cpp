@@ -3,6 +3,8 @@
 
 #include "profile_fixture.h"
 
+#include "pg_test_database.h"
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -84,4 +86,74 @@ TEST_F(ProfileTest, WorkspacesAreListedAndDescribed) {
   EXPECT_FALSE(info["user_name"].empty());
   EXPECT_EQ(RaisedBy([&] { UDMProfileMgr::GetWorkspaceInfo(info, "nope", Everyone()); }).GetExceptionSubCategory(),
             ExcSubNotFound);
+}
+
+TEST_F(ProfileTest, DeletingARepositoryForgetsItAndWithItsDataRemovesIt) {
+  boost::shared_ptr<IUDMProfile> scratch = OpenProfile("scratch");
+  UDMItemHandle bolt = scratch->CreateEntity("UDMPart", "bolt");
+  scratch->Persist(bolt, "", false, false, false);
+  vqStlMap<vqString, vqVariant> which = {{"RepositoryBaseDir", vqVariant(m_dir.path().string())},
+                                          {"RepositoryName", vqVariant("scratch")},
+                                          {"WorkspaceBaseDir", vqVariant(m_dir.path().string())},
+                                          {"WorkspaceName", vqVariant("ws-scratch")}};
+  const auto repository = m_dir.path() / "scratch";
+  const UDMException open = RaisedBy([&] { UDMProfileMgr::DeleteRepository(which, true, false); });
+  EXPECT_EQ(open.GetExceptionSubCategory(), ExcSubConflict) << "a session has it open";
+  EXPECT_TRUE(std::filesystem::exists(repository));
+
+  UDMProfileMgr::DiscardProfile(scratch);
+  UDMProfileMgr::DeleteRepository(which, false, false);
+  vqStlMap<vqString, vqString> info;
+  EXPECT_EQ(RaisedBy([&] { UDMProfileMgr::GetRepositoryInfo(info, "scratch", Everyone()); }).GetExceptionSubCategory(),
+            ExcSubNotFound);
+  EXPECT_TRUE(std::filesystem::exists(repository / "repository.db")) << "the registration only";
+
+  // Opened again it is registered again, with its data; then removed for good.
+  boost::shared_ptr<IUDMProfile> again = UDMProfileMgr::GetProfile(which);
+  vqStlVector<UDMItemHandle> found;
+  again->QueryEntities(found, "cdef = 'UDMPart'", UDMQuerySettingHandle(), false, false);
+  EXPECT_EQ(found.size(), 1u);
+  UDMProfileMgr::DiscardProfile(again);
+  EXPECT_TRUE(std::filesystem::exists(m_dir.path() / "ws-scratch"));
+  UDMProfileMgr::DeleteRepository(which, true, true);
+  EXPECT_FALSE(std::filesystem::exists(repository));
+  EXPECT_FALSE(std::filesystem::exists(m_dir.path() / "ws-scratch"));
+  vqStlVector<vqString> workspaces;
+  UDMProfileMgr::GetWorkspaces(workspaces, Everyone());
+  EXPECT_EQ(workspaces, (vqStlVector<vqString>{"ws"}));
+
+  // A new profile on the same place starts an empty repository.
+  boost::shared_ptr<IUDMProfile> fresh = UDMProfileMgr::GetProfile(which);
+  found.clear();
+  fresh->QueryEntities(found, "cdef = 'UDMPart'", UDMQuerySettingHandle(), false, false);
+  EXPECT_TRUE(found.empty());
+  UDMProfileMgr::DiscardProfile(fresh);
+}
+
+TEST_F(ProfileTest, ConnectionsAreCheckedBeforeUse) {
+  vqString message;
+  const std::string missing = (m_dir.path() / "no-such.xml").string();
+  EXPECT_FALSE(UDMProfileMgr::CheckConnection("UDMXML", "", "", "", "", "", missing, message));
+  EXPECT_EQ(message, "File " + missing + " does not exist.");
+  EXPECT_FALSE(UDMProfileMgr::CheckConnection("local", "", "", "", "", "", missing, message));
+  EXPECT_TRUE(UDMProfileMgr::CheckConnection("local", "", "", "", "", "", m_dir.path().string(), message)) << message;
+  EXPECT_FALSE(UDMProfileMgr::CheckConnection("Oracle", "", "", "", "", "", "", message));
+  EXPECT_NE(message.find("Oracle"), vqString::npos) << message;
+
+  // Port 1: nothing listens there.
+  EXPECT_FALSE(UDMProfileMgr::CheckConnection("Teamcenter", "127.0.0.1", "1", "", "", "", "", message));
+  EXPECT_NE(message.find("127.0.0.1:1"), vqString::npos) << message;
+
+  const char* server = PostgresTestServer();
+  if (!server) GTEST_SKIP() << kNoPostgresServer;
+  auto settings = PostgresClientSettings(server);
+  EXPECT_TRUE(UDMProfileMgr::CheckConnection("PostGres", settings["dbhost"], settings["dbport"], "postgres",
+                                             settings["dbusername"], settings["dbpasswd"], "", message))
+      << message;
+  EXPECT_FALSE(UDMProfileMgr::CheckConnection("PostGres", settings["dbhost"], settings["dbport"], "postgres",
+                                              settings["dbusername"], "wrong", "", message));
+  EXPECT_NE(message.find("password authentication failed"), vqString::npos) << "the server's own words: " << message;
+  EXPECT_TRUE(UDMProfileMgr::CheckConnection("Windchill", settings["dbhost"], settings["dbport"], "", "", "", "",
+                                             message))
+      << "a listening port is reached: " << message;
 }

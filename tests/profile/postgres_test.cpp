@@ -36,3 +36,23 @@ TEST_F(ProfileTest, APostgresRepositoryIsReachedThroughTheConfigurationMap) {
   UDMProfileMgr::DiscardProfile(reader);
   UDMProfileMgr::DiscardProfile(writer);
 }
+
+TEST_F(ProfileTest, APostgresRepositoryDeletedWithItsDataStartsEmpty) {
+  PgTestDatabase database;
+  if (!database.ok()) GTEST_SKIP() << kNoPostgresServer;
+  vqStlMap<vqString, vqVariant> configuration;
+  configuration["DataSource"] = "PostGres";
+  configuration["RepositoryName"] = database.name();
+  for (const auto& [key, value] : PostgresClientSettings(database.server())) configuration[key] = value;
+  boost::shared_ptr<IUDMProfile> profile = UDMProfileMgr::GetProfile(configuration);
+  UDMItemHandle part = profile->CreateEntity("UDMPart", "bolt");
+  profile->Persist(part, "", false, false, false);
+  UDMProfileMgr::DiscardProfile(profile);
+
+  UDMProfileMgr::DeleteRepository(configuration, true, false);
+  profile = UDMProfileMgr::GetProfile(configuration);
+  vqStlVector<UDMItemHandle> found;
+  profile->QueryEntities(found, "cdef = 'UDMPart'", UDMQuerySettingHandle(), false, false);
+  EXPECT_TRUE(found.empty()) << "the tables went, the database stayed";
+  UDMProfileMgr::DiscardProfile(profile);
+}

@@ -67,6 +67,19 @@ class VQKUDMRT_API UDMFramework {
   // Refuses while a session of this process has the repository open, unless `force`.
   void DeleteRepository(const boost::shared_ptr<UDMSessionConfig>& config, bool deleteData, bool force);
   void SetDefaultRepository(const boost::shared_ptr<UDMSessionConfig>& config);
+  // Removes the workspace directory the configuration names and forgets it;
+  // refused while a session of this process works in it.
+  void DeleteWorkspace(const boost::shared_ptr<UDMSessionConfig>& config);
+
+  // Tries a connection without opening a repository; false with the reason
+  // in `message` when it cannot be made. "local" (or empty): `file` is the
+  // repository base directory, which must exist and be writable; "UDMXML":
+  // `file` must exist; "PostGres": connects to `database` on `host`:`port`
+  // as `user` and reports the server's own error; "Teamcenter" and
+  // "Windchill": reaches `host`:`port` within a few seconds.
+  bool CheckConnection(const vqString& dataSource, const vqString& host, const vqString& port,
+                       const vqString& database, const vqString& user, const vqString& password, const vqString& file,
+                       vqString& message);
 
   UDMFramework(const UDMFramework&) = delete;
   UDMFramework& operator=(const UDMFramework&) = delete;

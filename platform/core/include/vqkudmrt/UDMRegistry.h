@@ -57,7 +57,12 @@ class VQKUDMRT_API UDMRegistry {
   vqString AddExistingRepository(const UDMSessionConfig& config, const vqString& name, const vqString& userName);
   // Forgets the configuration's repository; with `deleteData` a local
   // repository's directory is removed too. Raises when it is not registered.
+  // Forgets the repository; with `deleteData` first removes its data: an
+  // embedded repository's directory (database and vault), a server
+  // repository's tables and shared vault directory.
   void DeleteRepository(const UDMSessionConfig& config, bool deleteData);
+  // Forgets the workspace of that directory; an unknown one is ignored.
+  void DeleteWorkspace(const vqString& workingDir);
   void SetDefaultRepository(const UDMSessionConfig& config);
 
   // Whether two configurations name the same repository.
@@ -70,6 +75,7 @@ class VQKUDMRT_API UDMRegistry {
   };
   Contents Read() const;
   void Write(const Contents& contents) const;
+  static void RemoveRepositoryData(const UDMSessionConfig& config);
   static UDMRepositoryRecord RecordOf(const UDMSessionConfig& config, const vqString& userName);
   static bool Matches(const UDMRepositoryRecord& record, const UDMSessionConfig& config);
 

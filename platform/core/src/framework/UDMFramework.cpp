@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include <unistd.h>
+
 #include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMLogger.h>
 #include <vqkudmrt/UDMRegistry.h>
@@ -9,8 +11,12 @@
 #include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 #include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmosa/osaLibrary.h>
+#include <vqlmosa/osaNetwork.h>
 #include <vqutl/vqLMUtils.h>
+
+#include "../session/RepositoryLocation.h"
 
 namespace vqkudm {
 
@@ -146,6 +152,63 @@ void UDMFramework::DeleteRepository(const boost::shared_ptr<UDMSessionConfig>& c
 void UDMFramework::SetDefaultRepository(const boost::shared_ptr<UDMSessionConfig>& config) {
   if (!config) ThrowNullArgument(UDM_FUNCSIG, "session configuration ");
   UDMRegistry().SetDefaultRepository(*config);
+}
+
+void UDMFramework::DeleteWorkspace(const boost::shared_ptr<UDMSessionConfig>& config) {
+  if (!config) ThrowNullArgument(UDM_FUNCSIG, "session configuration ");
+  const vqString directory = session::WorkspaceDirectory(*config);
+  if (directory.empty()) ThrowEmptyArgument(UDM_FUNCSIG, "workspace name ");
+  vqString usedBy;
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const auto& [id, open] : m_sessions) {
+      if (open->GetWorkspaceDir() == directory) usedBy = id;
+    }
+  }
+  if (!usedBy.empty()) {
+    ThrowStateException(UDM_FUNCSIG, "the workspace " + directory + " is in use by session " + usedBy, ExcSubConflict);
+  }
+  std::error_code error;
+  std::filesystem::remove_all(directory.str(), error);
+  if (error) ThrowFileException(UDM_FUNCSIG, "cannot remove " + directory + ": " + error.message(), ExcSubIo);
+  UDMRegistry().DeleteWorkspace(directory);
+}
+
+bool UDMFramework::CheckConnection(const vqString& dataSource, const vqString& host, const vqString& port,
+                                   const vqString& database, const vqString& user, const vqString& password,
+                                   const vqString& file, vqString& message) {
+  auto answer = [&](bool ok, const vqString& text) {
+    message = text;
+    return ok;
+  };
+  if (dataSource.empty() || dataSource == "local" || dataSource == "UDMXML") {
+    if (!std::filesystem::exists(file.str())) return answer(false, "File " + file + " does not exist.");
+    if (dataSource == "UDMXML") return answer(true, "File " + file + " exists.");
+    if (::access(file.c_str(), W_OK) != 0) return answer(false, "Directory " + file + " is not writable.");
+    return answer(true, "Repositories can be kept in " + file + ".");
+  }
+  if (dataSource == "PostGres") {
+    UDMSessionConfig config;
+    config.SetDataSource(dataSource);
+    config.SetRepositoryName(database);
+    config.SetLMRepoClientSettings({{"dbhost", host}, {"dbport", port}, {"dbusername", user}, {"dbpasswd", password}});
+    try {
+      const session::RepositoryLocation location = session::LocateRepository(config);
+      store::ConnectDatabase(location.driver, location.connection);
+    } catch (const UDMException& e) {
+      return answer(false, e.what());
+    }
+    return answer(true, "Connected to the database " + database + " on " + host + ":" + port + ".");
+  }
+  if (dataSource == "Teamcenter" || dataSource == "Windchill") {
+    int number = 0;
+    if (!port.ToInt(number)) return answer(false, "The port \"" + port + "\" of " + host + " is not a number.");
+    const osaStatus reached = osaNetwork::TryConnect(host, number, 3000);
+    if (!reached.IsOk()) return answer(false, reached.GetText());
+    return answer(true, "Reached " + host + ":" + port + ".");
+  }
+  return answer(false, "Unknown DataSource \"" + dataSource +
+                           "\": expected local, PostGres, UDMXML, Teamcenter or Windchill");
 }
 
 boost::shared_ptr<IUDMSession> UDMFramework::FindSession(const vqString& sessionId) {

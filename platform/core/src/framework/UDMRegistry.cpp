@@ -2,12 +2,16 @@
 
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMSessionConfig.h>
+#include <vqkudmrt/store/DatabaseOpener.h>
+#include <vqkudmrt/store/SchemaMigrations.h>
+#include <vqlmidbdriver/iDbDriver.h>
 #include <vqutl/vqLMUtils.h>
 #include <vqutl/vqUUID.h>
 
@@ -209,17 +213,40 @@ void UDMRegistry::DeleteRepository(const UDMSessionConfig& config, bool deleteDa
                              ExcSubNotFound);
   }
   const UDMRepositoryRecord removed = *it;
+  // The data goes first: when it cannot, the registration stays to say where it is.
+  if (deleteData) RemoveRepositoryData(config);
   contents.repositories.erase(it);
   if (removed.isDefault && !contents.repositories.empty()) contents.repositories.front().isDefault = true;
   Write(contents);
-  if (deleteData && removed.type == "local" && !removed.databaseFile.empty()) {
+}
+
+void UDMRegistry::RemoveRepositoryData(const UDMSessionConfig& config) {
+  const session::RepositoryLocation location = session::LocateRepository(config);
+  std::vector<fs::path> directories;
+  if (config.IsLocalDataSource()) {
+    directories.push_back(fs::path(session::LocalDatabaseFile(config).str()).parent_path());
+  } else {
+    store::DropRepositorySchema(*store::ConnectDatabase(location.driver, location.connection));
+    if (!location.vaultDir.empty()) directories.push_back(location.vaultDir.str());
+  }
+  for (const fs::path& directory : directories) {
     std::error_code error;
-    fs::remove_all(fs::path(removed.databaseFile.str()).parent_path(), error);
+    fs::remove_all(directory, error);
     if (error) {
-      ThrowFileException(UDM_FUNCSIG, "cannot remove the repository at " + removed.databaseFile + ": " + error.message(),
-                         ExcSubIo);
+      ThrowFileException(UDM_FUNCSIG, "cannot remove " + directory.string() + ": " + error.message(), ExcSubIo);
     }
   }
+}
+
+void UDMRegistry::DeleteWorkspace(const vqString& workingDir) {
+  Contents contents = Read();
+  auto it = std::find_if(contents.workspaces.begin(), contents.workspaces.end(),
+                         [&](const UDMWorkspaceRecord& w) { return w.workingDir == workingDir; });
+  if (it == contents.workspaces.end()) return;
+  const bool wasDefault = it->isDefault;
+  contents.workspaces.erase(it);
+  if (wasDefault && !contents.workspaces.empty()) contents.workspaces.front().isDefault = true;
+  Write(contents);
 }
 
 void UDMRegistry::SetDefaultRepository(const UDMSessionConfig& config) {

@@ -17,10 +17,8 @@ DriverDecorator& Decorator() {
 
 void SetDriverDecorator(DriverDecorator decorator) { Decorator() = std::move(decorator); }
 
-std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverName,
-                                                        const vqString& connection) {
-  const SqlDialect* dialect = SqlDialect::ForDriver(driverName);
-  if (!dialect) {
+std::shared_ptr<vqlm::iDbDriver> ConnectDatabase(const vqString& driverName, const vqString& connection) {
+  if (!SqlDialect::ForDriver(driverName)) {
     ThrowInvalidArgException(UDM_FUNCSIG, "unknown database driver \"" + driverName + "\"",
                              ExcSubNotFound);
   }
@@ -31,7 +29,13 @@ std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverNa
   if (!status) ThrowStateException(UDM_FUNCSIG, status.GetText(), ExcSubDatabase);
   status = db->Open(connection);
   if (!status) ThrowStateException(UDM_FUNCSIG, status.GetText(), ExcSubDatabase);
-  MigrateSchema(*db, *dialect);
+  return db;
+}
+
+std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverName,
+                                                        const vqString& connection) {
+  std::shared_ptr<vqlm::iDbDriver> db = ConnectDatabase(driverName, connection);
+  MigrateSchema(*db, *SqlDialect::ForDriver(driverName));
   return Decorator() ? Decorator()(db) : db;
 }
 

@@ -207,6 +207,29 @@ void CreateVersionTable(vqlm::iDbDriver& db) {
 
 }  // namespace
 
+void DropRepositorySchema(vqlm::iDbDriver& db) {
+  // Tables that others reference go last.
+  static const char* const kTables[] = {
+      "udm_change",  "udm_lock",     "udm_relation", "udm_classified", "udm_reference",
+      "udm_link",    "udm_file",     "udm_content_chunk", "udm_content", "udm_attribute",
+      "udm_draft",   "udm_revision", "udm_entity",   "udm_definition", "udm_repository",
+      "udm_schema_version"};
+  vqlm::DbStatus status = db.BeginTransaction();
+  if (!status) Fail("cannot start removing the repository", status);
+  for (const char* table : kTables) {
+    status = db.ExecSqlStatement(vqString("DROP TABLE IF EXISTS ") + table);
+    if (!status) {
+      db.Rollback();
+      Fail(vqString("cannot remove ") + table, status);
+    }
+  }
+  status = db.Commit();
+  if (!status) {
+    if (db.IsInTransaction()) db.Rollback();
+    Fail("cannot remove the repository", status);
+  }
+}
+
 int LatestSchemaVersion() { return static_cast<int>(Migrations().size()); }
 
 int ReadSchemaVersion(vqlm::iDbDriver& db) {

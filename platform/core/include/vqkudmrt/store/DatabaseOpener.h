@@ -13,8 +13,13 @@ class iDbDriver;
 namespace vqkudm::store {
 
 // Loads the driver module "vqlmidbdriver_<driverName>" from the runtime's
-// driver directory, opens `connection` with it and brings the repository
-// schema to the latest version. Raises UDMException (ExcSubDatabase) naming
+// driver directory and opens `connection` with it, touching no table.
+// Raises UDMException (ExcSubDatabase) with the driver's or the database's
+// own reason.
+VQKUDMRT_API std::shared_ptr<vqlm::iDbDriver> ConnectDatabase(const vqString& driverName,
+                                                              const vqString& connection);
+
+// ConnectDatabase, then brings the repository schema to the latest version. Raises UDMException (ExcSubDatabase) naming
 // the driver or the connection and the database's reason.
 VQKUDMRT_API std::shared_ptr<vqlm::iDbDriver> OpenRepositoryDatabase(const vqString& driverName,
                                                                      const vqString& connection);

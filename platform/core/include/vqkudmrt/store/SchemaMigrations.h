@@ -27,4 +27,9 @@ VQKUDMRT_API int ReadSchemaVersion(vqlm::iDbDriver& db);
 // a migration fails.
 VQKUDMRT_API int MigrateSchema(vqlm::iDbDriver& db, const SqlDialect& dialect, int upTo = 0);
 
+// Removes every table of the repository schema, in one transaction: the
+// repository's data is gone, the database itself stays. Raises UDMException
+// (ExcSubDatabase) and leaves the tables when that fails.
+VQKUDMRT_API void DropRepositorySchema(vqlm::iDbDriver& db);
+
 }  // namespace vqkudm::store
