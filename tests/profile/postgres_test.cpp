@@ -7,15 +7,25 @@
 
 using namespace vqkudm;
 
-TEST_F(ProfileTest, APostgresRepositoryIsReachedThroughTheConfigurationMap) {
-  PgTestDatabase database;
-  if (!database.ok()) GTEST_SKIP() << kNoPostgresServer;
+namespace {
+
+// The configuration map of a repository in `database` on the test server.
+vqStlMap<vqString, vqVariant> PostgresConfiguration(const PgTestDatabase& database) {
   vqStlMap<vqString, vqVariant> configuration;
   configuration["DataSource"] = "PostGres";
   configuration["RepositoryName"] = database.name();
+  for (const auto& [key, value] : PostgresClientSettings(database.server())) configuration[key] = value;
+  return configuration;
+}
+
+}  // namespace
+
+TEST_F(ProfileTest, APostgresRepositoryIsReachedThroughTheConfigurationMap) {
+  PgTestDatabase database;
+  if (!database.ok()) GTEST_SKIP() << kNoPostgresServer;
+  vqStlMap<vqString, vqVariant> configuration = PostgresConfiguration(database);
   configuration["WorkspaceBaseDir"] = m_dir.path().string();
   configuration["WorkspaceName"] = "ws";
-  for (const auto& [key, value] : PostgresClientSettings(database.server())) configuration[key] = value;
   m_opened.push_back(UDMProfileMgr::GetProfile(configuration));
   boost::shared_ptr<IUDMProfile> writer = m_opened.back();
 
@@ -40,10 +50,7 @@ TEST_F(ProfileTest, APostgresRepositoryIsReachedThroughTheConfigurationMap) {
 TEST_F(ProfileTest, APostgresRepositoryDeletedWithItsDataStartsEmpty) {
   PgTestDatabase database;
   if (!database.ok()) GTEST_SKIP() << kNoPostgresServer;
-  vqStlMap<vqString, vqVariant> configuration;
-  configuration["DataSource"] = "PostGres";
-  configuration["RepositoryName"] = database.name();
-  for (const auto& [key, value] : PostgresClientSettings(database.server())) configuration[key] = value;
+  vqStlMap<vqString, vqVariant> configuration = PostgresConfiguration(database);
   boost::shared_ptr<IUDMProfile> profile = UDMProfileMgr::GetProfile(configuration);
   UDMItemHandle part = profile->CreateEntity("UDMPart", "bolt");
   profile->Persist(part, "", false, false, false);
