@@ -109,6 +109,16 @@ vqString KeyFileOf(const vqString& masterDatabase) {
   return (error ? masterDatabase.str() : absolute.string()) + ".key";
 }
 
+// Commits the transaction when the statement of `status` succeeded, rolls it
+// back otherwise; the first failure of the two.
+vqlm::DbStatus CommitIfDone(vqlm::iDbDriver& db, vqlm::DbStatus status) {
+  if (!status) {
+    db.Rollback();
+    return status;
+  }
+  return db.Commit();
+}
+
 }  // namespace
 
 UDMConnectMasterDBManager::UDMConnectMasterDBManager(boost::shared_ptr<UDMRetrieveConfig> config)
@@ -186,12 +196,7 @@ void UDMConnectMasterDBManager::CreateTable(const char* signature) {
     RaiseState(signature, "Failed to Start the Transaction", ExcSubDatabase, status.GetText());
   }
   Log(m_logger, "Transaction Start Success ");
-  status = m_driver->ExecSqlStatement(kCreateTable);
-  if (status) {
-    status = m_driver->Commit();
-  } else {
-    m_driver->Rollback();
-  }
+  status = CommitIfDone(*m_driver, m_driver->ExecSqlStatement(kCreateTable));
   if (!status) {
     RaiseState(signature, "reposettings table creation failed", ExcSubDatabase, status.GetText());
   }
@@ -240,12 +245,7 @@ void UDMConnectMasterDBManager::SetPDMConnection(vqString name,
                                          settings["trmode"],   settings["dbusername"],
                                          sealedPassword,       settings["type"],
                                          settings["pname"],    settings["isdefault"]};
-  status = m_driver->ExecSqlStatement(kInsert, values);
-  if (status) {
-    status = m_driver->Commit();
-  } else {
-    m_driver->Rollback();
-  }
+  status = CommitIfDone(*m_driver, m_driver->ExecSqlStatement(kInsert, values));
   if (!status) {
     RaiseState(kSetSignature, "insertion in table failed", ExcSubDatabase, status.GetText());
   }

@@ -242,14 +242,14 @@ class PendingLinksTest : public RepositoryTest {};
 
 TEST_P(PendingLinksTest, WaitInTheSessionUntilTheirEndsAreStoredInAnyOrder) {
   UDMItemPtr pump = m_session->CreateEntity(kClassPart, "pump", UDMUID());
-  UDMItemPtr spec = m_session->CreateEntity(kClassKPI, "flow", UDMUID());
+  UDMItemPtr flow = m_session->CreateEntity(kClassKPI, "flow", UDMUID());
   auto hydraulics = boost::dynamic_pointer_cast<UDMClassification>(
       m_session->CreateEntity(kGroupCategories, "hydraulics", UDMUID()));
-  boost::shared_ptr<UDMRelation> relation = m_session->CreateRelation(pump, spec, kRelTraceability, false);
+  boost::shared_ptr<UDMRelation> relation = m_session->CreateRelation(pump, flow, kRelTraceability, false);
   ASSERT_TRUE(relation);
   pump->AddClassification(hydraulics);
   vqStlVector<boost::shared_ptr<UDMRelation>> listed;
-  spec->GetRelations(listed, RelationIncoming);
+  flow->GetRelations(listed, RelationIncoming);
   EXPECT_EQ(listed.size(), 1u) << "the session lists what waits";
 
   boost::shared_ptr<IUDMSession> bob = OpenSession("bob");
@@ -278,7 +278,7 @@ TEST_P(PendingLinksTest, WaitInTheSessionUntilTheirEndsAreStoredInAnyOrder) {
   EXPECT_EQ(categoriesSeenBy(OpenSession("carol")), 1u);
   EXPECT_EQ(relationsSeenBy(OpenSession("carol")), 0u);
 
-  spec->Persist("", GDM_RECURSE_NONE, -1, false, true);
+  flow->Persist("", GDM_RECURSE_NONE, -1, false, true);
   EXPECT_EQ(relationsSeenBy(OpenSession("dave")), 1u);
   EXPECT_FALSE(relation->IsNew());
   EXPECT_EQ(categoriesSeenBy(OpenSession("dave")), 1u) << "stored once";

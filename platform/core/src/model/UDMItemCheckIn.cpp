@@ -180,15 +180,14 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   for (std::size_t i = 0; i < batch.size(); ++i) {
     UDMItem& item = *batch[i];
     item.LoadTargets();
-    std::vector<vqString> later;
+    std::vector<vqString> later, present;
     for (const vqString& dmid : item.m_categories) {
       UDMItemPtr category = Resolve(dmid);
       if (!category) continue;
+      present.push_back(dmid);
       (category->m_isNew && !inBatch.count(category.get()) ? later : categories[i]).push_back(dmid);
     }
-    item.m_categories.erase(std::remove_if(item.m_categories.begin(), item.m_categories.end(),
-                                           [&](const vqString& dmid) { return !Resolve(dmid); }),
-                            item.m_categories.end());
+    item.m_categories.swap(present);
     waiting[item.m_uid.GetDmUid()] = later;
     for (const ChildLink& link : item.m_childLinks) RequireUseAttributes(item, link.group, link.attributes);
   }
