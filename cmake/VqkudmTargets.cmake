@@ -34,11 +34,12 @@ function(vq_add_library name)
   endif()
 endfunction()
 
-# vq_add_module(<name> KIND plugins|drivers|tests SOURCES ... [DEPS ...])
+# vq_add_module(<name> KIND plugins|drivers|tests [PER_PLATFORM] SOURCES ... [DEPS ...])
 # A loadable module (plug-in or database driver) loaded by name at run time.
 # Kind "tests" builds a module for the test suite only; it is not installed.
+# PER_PLATFORM puts it in the platform's sub-directory of its kind's.
 function(vq_add_module name)
-  cmake_parse_arguments(A "" "KIND" "SOURCES;DEPS" ${ARGN})
+  cmake_parse_arguments(A "PER_PLATFORM" "KIND" "SOURCES;DEPS" ${ARGN})
   add_library(${name} MODULE ${A_SOURCES})
   target_link_libraries(${name} PRIVATE ${A_DEPS})
   target_compile_options(${name} PRIVATE ${VQKUDM_WARNINGS})
@@ -53,9 +54,14 @@ function(vq_add_module name)
   else()
     message(FATAL_ERROR "vq_add_module(${name}): unknown KIND '${A_KIND}'")
   endif()
+  set(rpath "$ORIGIN/../..")
+  if(A_PER_PLATFORM)
+    set(subdir "${subdir}/${VQKUDM_PLATFORM}")
+    set(rpath "$ORIGIN/../../..")
+  endif()
   set_target_properties(${name} PROPERTIES
     LIBRARY_OUTPUT_DIRECTORY "${VQKUDM_STAGE_LIBDIR}/${subdir}"
-    INSTALL_RPATH "$ORIGIN/../..")
+    INSTALL_RPATH "${rpath}")
   install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${subdir})
 endfunction()
 

@@ -147,13 +147,14 @@ class VQKUDM_API UDMCoreProfile : public IUDMProfile, public boost::enable_share
   vqString getWorkspaceDir() const;
 
  protected:
+  // For profiles of other sources that work on a core session of their own.
+  UDMCoreProfile() = default;
   boost::shared_ptr<UDMItem> _GetUDMItem(const UDMItemHandle& entity) const override;
   boost::shared_ptr<IUDMProfile> GetThisPtr() override;
   // The concrete handle behind `entity`; raises when it has none.
   boost::shared_ptr<UDMCoreEntityHandle> _GetCoreHandle(const UDMItemHandle& entity) const;
 
  private:
-  UDMCoreProfile() = default;
   // GetSession as a value: the session, or the "Session Ptr is NULL" failure.
   boost::shared_ptr<IUDMSession> Session() const;
   // _GetCoreHandle, raising "Unable to get Entity with Info" with `signature`

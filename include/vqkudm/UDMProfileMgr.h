@@ -12,10 +12,14 @@
 // under RepositoryBaseDir/RepositoryName, creating it on first use;
 // "PostGres" a PostgreSQL database reached with the client settings
 // ("dbhost", "dbport", "dbusername", "dbpasswd", "dbconnectstring").
+// "UDMXML" (a PLM XML file, "FileDataSource"), "Teamcenter" and "Windchill"
+// (PDM servers) open through UDMDataConnectionMgr, one profile per
+// "ConnectionIdentifier".
 
 #include <boost/shared_ptr.hpp>
 
 #include <vqkudm/IUDMProfile.h>
+#include <vqkudmrt/UDMConnectConfig.h>
 #include <vqkudmrt/UDMRetrieveConfig.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 
@@ -23,14 +27,16 @@ namespace vqkudm {
 
 class VQKUDM_API UDMProfileMgr {
  public:
-  // Raises for an empty map, and for a data source this build cannot reach.
+  // Raises for an empty map, for an unknown data source, and for a source
+  // that cannot be opened.
   static boost::shared_ptr<IUDMProfile> GetProfile(const vqStlMap<vqString, vqVariant>& configuration);
   // Opens a session with `sessionConfig` and returns its plug-in of `key`.
   static boost::shared_ptr<IUDMProfile> GetProfile(boost::shared_ptr<UDMSessionConfig>& sessionConfig,
                                                    vqString& key);
   // The plug-in of `key` of an open session.
   static boost::shared_ptr<IUDMProfile> GetProfile(const vqString& sessionId, const vqString& key);
-  // Closes the profile's session and releases the caller's reference.
+  // Closes the profile's session and releases the caller's reference; a
+  // connection's profile is also forgotten by UDMDataConnectionMgr.
   static void DiscardProfile(boost::shared_ptr<IUDMProfile>& profile);
 
   // The repositories and workspaces this installation knows: those a
@@ -86,6 +92,9 @@ class VQKUDM_API UDMProfileMgr {
   static void FillSessionConfigPtr(boost::shared_ptr<UDMSessionConfig>& sessionConfig,
                                    const vqStlMap<vqString, vqVariant>& configuration);
   static void DiscardProfile(IUDMProfile* profile);
+  // A connection's profile from UDMDataConnectionMgr; `key` plays no part.
+  static boost::shared_ptr<IUDMProfile> GetProfile(boost::shared_ptr<UDMConnectConfig>& config, vqString& key);
+  static boost::shared_ptr<IUDMProfile> GetProfile(boost::shared_ptr<IUDMConnectConfig>& config, vqString& key);
   static void FillRetrieveConfigPtr(boost::shared_ptr<UDMRetrieveConfig>& retrieveConfig,
                                     const vqStlMap<vqString, vqVariant>& configuration);
 };

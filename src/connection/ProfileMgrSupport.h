@@ -1,7 +1,8 @@
 #pragma once
 
-// What the profile manager's files share: signature texts and map reading.
+// What the connection files share: signature texts, map reading, raising.
 
+#include <vqkudmrt/UDMException.h>
 #include <vqutl/vqStl.h>
 #include <vqutl/vqString.h>
 #include <vqutl/vqVariant.h>
@@ -20,6 +21,18 @@ namespace vqkudm::connection {
 inline vqString Setting(const vqStlMap<vqString, vqVariant>& configuration, const char* key) {
   auto found = configuration.find(key);
   return found == configuration.end() ? vqString() : found->second.ToString();
+}
+
+// A state error whose message is a fixed text; the lower layer's reason
+// goes with it as a context line.
+[[noreturn]] inline void RaiseState(const char* signature, const vqString& message, int subCategory,
+                                    const vqString& cause) {
+  try {
+    ThrowStateException(signature, message, subCategory);
+  } catch (UDMException& e) {
+    if (!cause.empty()) e.AddContext(cause);
+    throw;
+  }
 }
 
 }  // namespace vqkudm::connection

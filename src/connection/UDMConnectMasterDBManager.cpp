@@ -14,9 +14,11 @@
 #include <vqlmosa/osaDynamicObject.h>
 #include <vqlmosa/osaFileInfo.h>
 
-#include "../foundation/SignatureText.h"
+#include "ProfileMgrSupport.h"
 
 namespace vqkudm {
+
+using connection::RaiseState;
 
 namespace {
 
@@ -54,18 +56,6 @@ const int kLogLevel = 1;
 
 void Log(const boost::shared_ptr<UDMLogger>& logger, const char* text) {
   if (logger) logger->LogMessage(text, kLogLevel);
-}
-
-// The messages are fixed texts; the lower layer's reason goes with them as a
-// context line of the exception.
-[[noreturn]] void RaiseState(const char* signature, const vqString& message, int subCategory,
-                             const vqString& cause) {
-  try {
-    ThrowStateException(signature, message, subCategory);
-  } catch (UDMException& e) {
-    if (!cause.empty()) e.AddContext(cause);
-    throw;
-  }
 }
 
 vqString Setting(const vqStlMap<vqString, vqString>& settings, const char* key) {

@@ -1,5 +1,6 @@
 #include <vqkudm/UDMProfileMgr.h>
 
+#include <vqkudm/UDMDataConnectionMgr.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMSession.h>
@@ -14,6 +15,15 @@ namespace {
 
 // The key the core registers its profile plug-in under.
 const char* const kCoreProfileKey = "Core";
+// The data sources PDM connections carry; the connect profile chooses its
+// connector by them.
+const char* const kTeamcenterSource = "teamcenter";
+const char* const kWindchillSource = "windchill";
+
+vqString SettingOr(const vqStlMap<vqString, vqVariant>& configuration, const char* key, const char* fallback) {
+  const vqString value = Setting(configuration, key);
+  return value.empty() ? vqString(fallback) : value;
+}
 
 boost::shared_ptr<IUDMProfile> ProfileOfSession(const boost::shared_ptr<UDMSession>& session, const vqString& key,
                                                 const char* signature) {
@@ -42,11 +52,44 @@ boost::shared_ptr<IUDMProfile> UDMProfileMgr::GetProfile(const vqStlMap<vqString
     vqString key = kCoreProfileKey;
     return GetProfile(sessionConfig, key);
   }
-  if (dataSource == "UDMXML" || dataSource == "Teamcenter" || dataSource == "Windchill") {
-    ThrowUnSupportedException(kSignature,
-                              "DataSource " + dataSource +
-                                  " needs a connection profile, which this installation does not provide",
-                              ExcSubGeneral);
+  vqString noKey;
+  if (dataSource == "UDMXML") {
+    boost::shared_ptr<UDMConnectConfig> connection(new UDMConnectConfig());
+    connection->SetDataSource(Setting(configuration, "FileDataSource"));
+    connection->SetIdentifier(Setting(configuration, "ConnectionIdentifier"));
+    return GetProfile(connection, noKey);
+  }
+  if (dataSource == "Teamcenter") {
+    boost::shared_ptr<UDMConnectConfig> connection(new UDMConnectConfig());
+    connection->SetDataSource(kTeamcenterSource);
+    connection->SetUserProfile(Setting(configuration, "ProfileName"));
+    connection->SetLogin(Setting(configuration, "username"));
+    connection->SetPdmClassName(SettingOr(configuration, "PDMClassName", "com.norvel.schemas.tcuni.TeamCenter"));
+    connection->SetIdentifier(Setting(configuration, "ConnectionIdentifier"));
+    connection->SetHost(Setting(configuration, "Host"));
+    connection->SetFileServerCache(Setting(configuration, "FileServerCache"));
+    connection->SetTransferMode(Setting(configuration, "TransferMode"));
+    connection->SetMasterDbPath(Setting(configuration, "MasterDBFile"));
+    connection->SetDBLogin(Setting(configuration, "dbusername"));
+    connection->SetDBPassword(Setting(configuration, "dbpassword"));
+    connection->SetConnectionType(Setting(configuration, "type"));
+    return GetProfile(connection, noKey);
+  }
+  if (dataSource == "Windchill") {
+    boost::shared_ptr<UDMConnectConfig> connection(new UDMConnectConfig());
+    connection->SetDataSource(kWindchillSource);
+    connection->SetUDMConfigFile(Setting(configuration, "UDMConfigFile"));
+    connection->SetBinariesDir(Setting(configuration, "BinDir"));
+    connection->SetUserProfile(Setting(configuration, "ProfileName"));
+    connection->SetLogin(Setting(configuration, "username"));
+    connection->SetMasterDbPath(Setting(configuration, "MasterDBFile"));
+    connection->SetPdmClassName(SettingOr(configuration, "PDMClassName", "com.norvel.schemas.ws.Windchill"));
+    connection->SetIdentifier(Setting(configuration, "ConnectionIdentifier"));
+    connection->SetHost(Setting(configuration, "Host"));
+    connection->SetDBLogin(Setting(configuration, "dbusername"));
+    connection->SetDBPassword(Setting(configuration, "dbpassword"));
+    connection->SetConnectionType(Setting(configuration, "type"));
+    return GetProfile(connection, noKey);
   }
   ThrowInvalidArgException(kSignature,
                            "Unknown DataSource \"" + dataSource +
@@ -100,7 +143,36 @@ void UDMProfileMgr::DiscardProfile(boost::shared_ptr<IUDMProfile>& profile) {
 }
 
 void UDMProfileMgr::DiscardProfile(IUDMProfile* profile) {
-  if (profile) profile->Discard();
+  if (!profile) return;
+  profile->Discard();
+  UDMDataConnectionMgr::GetInstance()->RemoveDataConnectionProfile(profile);
+}
+
+// The connection manager keeps one profile per connection identifier, so
+// the plug-in key plays no part in choosing it.
+boost::shared_ptr<IUDMProfile> UDMProfileMgr::GetProfile(boost::shared_ptr<UDMConnectConfig>& config, vqString&) {
+  static const char* const kSignature = VQ_MGR_SIG(
+      VQ_T_PROFILE_PTR, "GetProfile(" VQ_T_SHARED("class vqkudm::UDMConnectConfig") " &," VQ_T_STRING_REF ")");
+  if (!config) ThrowUDMException(kSignature, "UDMConnectConfigPtr NULL", ExcCatInvalidArgument, ExcSubNull);
+  boost::shared_ptr<UDMDataConnectionMgr> connections = UDMDataConnectionMgr::GetInstance();
+  if (!connections) ThrowUDMException(kSignature, "Unable to get UDMDataConnectionMgr. ", ExcCatState, ExcSubNull);
+  return connections->GetDataConnectionProfile(config);
+}
+
+boost::shared_ptr<IUDMProfile> UDMProfileMgr::GetProfile(boost::shared_ptr<IUDMConnectConfig>& config, vqString& key) {
+  if (!config) {
+    ThrowUDMException(VQ_MGR_SIG(VQ_T_PROFILE_PTR, "GetProfile(" VQ_T_SHARED("class vqkudm::IUDMConnectConfig")
+                                                       " &," VQ_T_STRING_REF ")"),
+                      "IUDMConnectConfigPtr NULL", ExcCatInvalidArgument, ExcSubNull);
+  }
+  boost::shared_ptr<UDMConnectConfig> concrete = boost::dynamic_pointer_cast<UDMConnectConfig>(config);
+  if (!concrete) {
+    concrete.reset(new UDMConnectConfig());
+    concrete->SetIdentifier(config->GetIdentifier());
+    concrete->SetDataSource(config->GetDataSource());
+    concrete->SetPluginDirectory(config->GetPluginDirectory());
+  }
+  return GetProfile(concrete, key);
 }
 
 }  // namespace vqkudm

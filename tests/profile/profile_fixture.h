@@ -17,22 +17,8 @@
 #include <functional>
 #include <string>
 
+#include "raised_by.h"
 #include "temp_dir.h"
-
-// The exception an action raises; fails the test when it raises none.
-inline vqkudm::UDMException RaisedBy(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const vqkudm::UDMException& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no UDMException was raised";
-  return vqkudm::UDMException();
-}
-
-inline bool EndsWith(const std::string& text, const std::string& tail) {
-  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
-}
 
 class ProfileTest : public ::testing::Test {
  protected:

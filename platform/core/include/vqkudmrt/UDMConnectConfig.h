@@ -3,6 +3,9 @@
 // A connection to a repository that another product manages (a file-based
 // data source or a PDM server), handed to connection-profile plug-ins.
 
+#include <boost/shared_ptr.hpp>
+
+#include <vqkudmrt/UDMPlugin.h>
 #include <vqkudmrt/vqkudmrtApi.h>
 #include <vqutl/vqString.h>
 
@@ -61,6 +64,20 @@ class VQKUDMRT_API UDMConnectConfig : public IUDMConnectConfig {
   vqString m_dataSource, m_identifier, m_userProfile, m_login, m_pdmClassName, m_host;
   vqString m_fileServerCache, m_transferMode, m_masterDbPath, m_dbLogin, m_dbPassword;
   vqString m_connectionType, m_udmConfigFile, m_binariesDir, m_pluginDirectory;
+};
+
+// What a connect-profile plug-in is initialised with: its own key and
+// library, and the connection it serves.
+class VQKUDMRT_API UDMConnectPluginConfig : public UDMPluginConfig {
+ public:
+  UDMConnectPluginConfig(const vqString& key, const vqString& libraryPath,
+                         const boost::shared_ptr<UDMConnectConfig>& connection)
+      : UDMPluginConfig(key, libraryPath), m_connection(connection) {}
+  ~UDMConnectPluginConfig() override;
+  const boost::shared_ptr<UDMConnectConfig>& GetConnectConfig() const { return m_connection; }
+
+ private:
+  boost::shared_ptr<UDMConnectConfig> m_connection;
 };
 
 }  // namespace vqkudm

@@ -34,6 +34,9 @@ class VQKUDMRT_API UDMSessionConfig {
   void SetLMRepoClientSettings(const vqStlMap<vqString, vqString>& settings) { m_clientSettings = settings; }
   // The user the session acts as; empty means the operating-system user.
   void SetUserName(const vqString& name) { m_userName = name; }
+  // Whether opening the repository records it in the installation's
+  // registry (default). Working repositories of connections are not listed.
+  void SetRegistered(bool registered) { m_registered = registered; }
   void SetMode(int mode) { m_mode = mode; }
   void SetModeSubtype(int subtype) { m_modeSubtype = subtype; }
 
@@ -48,6 +51,7 @@ class VQKUDMRT_API UDMSessionConfig {
   const vqString& GetDataSource() const { return m_dataSource; }
   const vqStlMap<vqString, vqString>& GetLMRepoClientSettings() const { return m_clientSettings; }
   const vqString& GetUserName() const { return m_userName; }
+  bool IsRegistered() const { return m_registered; }
   int GetMode() const { return m_mode; }
   int GetModeSubtype() const { return m_modeSubtype; }
 
@@ -66,6 +70,7 @@ class VQKUDMRT_API UDMSessionConfig {
   vqString m_dataSource;
   vqStlMap<vqString, vqString> m_clientSettings;
   vqString m_userName;
+  bool m_registered = true;
   int m_mode = ModeDatabase;
   int m_modeSubtype = 0;
 };

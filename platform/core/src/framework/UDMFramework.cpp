@@ -87,11 +87,13 @@ void UDMFramework::SetLogger(const boost::shared_ptr<UDMLogger>& logger) {
 
 boost::shared_ptr<IUDMSession> UDMFramework::CreateSession(boost::shared_ptr<UDMSessionConfig>& config) {
   boost::shared_ptr<IUDMSession> session = UDMSession::Open(config);
-  try {
-    UDMRegistry().Register(*config, session->GetUserName());
-  } catch (const UDMException& e) {
-    // The registry is a convenience; a repository works without it.
-    GetLogger()->LogMessage(vqString("cannot register the repository: ") + e.what(), UDMLogger::LevelWarning);
+  if (config->IsRegistered()) {
+    try {
+      UDMRegistry().Register(*config, session->GetUserName());
+    } catch (const UDMException& e) {
+      // The registry is a convenience; a repository works without it.
+      GetLogger()->LogMessage(vqString("cannot register the repository: ") + e.what(), UDMLogger::LevelWarning);
+    }
   }
   std::lock_guard<std::mutex> lock(m_mutex);
   m_sessions[session->GetSessionId()] = session;

@@ -11,4 +11,6 @@ UDMConnectConfig::UDMConnectConfig()
 
 UDMConnectConfig::~UDMConnectConfig() = default;
 
+UDMConnectPluginConfig::~UDMConnectPluginConfig() = default;
+
 }  // namespace vqkudm

@@ -1,0 +1,25 @@
+#pragma once
+
+// How a connect profile's working repository is filled from its data source.
+// One connector per kind of source; the profile owns its connector.
+
+#include <memory>
+
+#include <vqkudm/IUDMProfile.h>
+#include <vqkudmrt/UDMConnectConfig.h>
+
+namespace vqkudm::connect {
+
+class Connector {
+ public:
+  virtual ~Connector() = default;
+  // Brings the source's content into the working repository of `profile`,
+  // as one check-in. Raises UDMException naming the source when it cannot be read.
+  virtual void Open(IUDMProfile& profile) = 0;
+};
+
+// The connector of the connection's data source. Raises UDMException
+// (1002) naming the data source and its host or file when there is none.
+std::unique_ptr<Connector> CreateConnector(const UDMConnectConfig& config);
+
+}  // namespace vqkudm::connect
