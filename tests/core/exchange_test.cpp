@@ -149,6 +149,33 @@ TEST_P(ExchangeTest, ExportThenImportIntoAnEmptyRepositoryLosesNothingAndTwiceCh
   EXPECT_EQ(Fingerprint(OpenTarget("dave"), m_project->GetUID()), before);
 }
 
+TEST_P(ExchangeTest, ALaterPackageBringsTheStructureOfItsNewRevisions) {
+  Export("kart", ExportDirectory);
+  boost::shared_ptr<UDMSession> target = OpenTarget("bob");
+  vqStlVector<UDMItemPtr> imported, unchanged;
+  target->GetImportCtrl()->Import(imported, unchanged, (m_dir / "out" / "kart").string(), false, false);
+
+  // The source moves on: a child goes, another comes, a reference goes.
+  m_project->CheckOut("");
+  vqStlVector<UDMItemPtr> children;
+  m_project->GetChildren(children, "parts");
+  UDMItemPtr seat;
+  for (const UDMItemPtr& child : children) {
+    if (child->GetName() == "seat") seat = child;
+  }
+  ASSERT_TRUE(seat);
+  m_project->RemoveChild(seat);
+  m_project->AddChild(m_session->CreateEntity(kClassPart, "steering", UDMUID()), "parts");
+  m_project->Persist("steering instead of the seat", GDM_RECURSE_ALL, -1, false, true);
+  Export("kart-later", ExportDirectory);
+
+  imported.clear();
+  unchanged.clear();
+  target->GetImportCtrl()->Import(imported, unchanged, (m_dir / "out" / "kart-later").string(), false, false);
+  EXPECT_EQ(Fingerprint(OpenTarget("carol"), m_project->GetUID()), Fingerprint(m_session, m_project->GetUID()))
+      << "every revision of the target shows the structure the source has";
+}
+
 TEST_P(ExchangeTest, ArchivesCarryThePackageToo) {
   for (const auto& [name, format] : {std::pair<const char*, ExportFileOptions>{"kart.zip", ExportZip},
                                      {"kart.tar.gz", ExportTarGz}}) {

@@ -33,6 +33,7 @@ std::set<vqString> Existing(store::EntityStore& store, const char* sql, const st
 struct Rows {
   std::vector<vqStlVector<vqVariant>> entities, revisions, attributes, files, links, references, classified, relations;
   std::set<vqString> contents;  // keys the new file rows use
+  std::vector<std::pair<vqString, int>> reopened;  // existing entities whose open rows end at that revision
 };
 
 }  // namespace
@@ -101,10 +102,13 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
       if (!e.at("branchFrom").is_null()) {
         requireEntity(vqString(e.at("branchFrom").get<std::string>()).substr(0, UDMUID::kDmUidLength), "the branch origin");
       }
+      int firstNew = -1;  // the lowest revision the repository lacks
       for (const json& r : e.at("revisions")) {
-        const vqString uid = dmid + vqString::FromInt(r.at("revision").get<int>());
+        const int revision = r.at("revision").get<int>();
+        const vqString uid = dmid + vqString::FromInt(revision);
         if (knownRevisions.count(uid)) continue;
         changed = true;
+        if (firstNew < 0 || revision < firstNew) firstNew = revision;
         rows.revisions.push_back({uid, dmid, Int(r.at("revision")), r.at("name").get<std::string>(),
                                   r.at("modifiedBy").get<std::string>(), r.at("modified").get<std::string>(),
                                   Text(r.at("comment"))});
@@ -137,34 +141,53 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
                                     Int(rel.at("rightRevision"))});
         }
       }
-      // Versioned links of a new entity all come in; an existing one keeps its own.
-      if (newEntity) {
-        for (const json& l : e.at("links")) {
-          const std::string group = l.at("group").get<std::string>(), child = l.at("child").get<std::string>();
-          requireEntity(child, "the child");
-          // Packages written before uses had identifiers name them as the migration does.
-          const json attributes = l.value("attributes", json::object());
-          bool readable = attributes.is_object();
-          for (const auto& [name, value] : attributes.items()) {
-            readable = readable && value.is_array() && value.size() == 3 && value[0].is_number_integer() &&
-                       (value[1].is_string() || value[1].is_null()) && value[2].is_number();
-          }
-          if (!readable) {
-            Refuse(UDM_FUNCSIG, directory, "has unreadable use attributes in a link of " + dmid + ": " + attributes.dump());
-          }
-          rows.links.push_back({dmid, vqString(l.value("use", group + "/" + child)), vqString(group), vqString(child),
-                                Int(l.at("from")), Int(l.at("to")), Int(l.at("position")),
-                                attributes.empty() ? vqVariant() : vqVariant(vqString(attributes.dump()))});
+      // A new entity takes all its versioned rows. One already here that
+      // gains revisions after its latest takes the rows valid from the first
+      // of them on, and its own open rows end there; else it keeps its own.
+      int from = 0;
+      if (!newEntity) {
+        int latest = -1;
+        if (firstNew < 0 || !store.GetLatestRevision(dmid, latest) || firstNew <= latest) {
+          (changed ? outcome.added : outcome.unchanged).push_back(dmid);
+          continue;
         }
-        for (const json& r : e.at("references")) {
-          requireEntity(r.at("target").get<std::string>(), "the referenced entity");
-          rows.references.push_back({dmid, r.at("name").get<std::string>(), r.at("target").get<std::string>(),
-                                     Int(r.at("from")), Int(r.at("to"))});
+        from = firstNew;
+        rows.reopened.push_back({dmid, from});
+      }
+      // A row that ends before `from` is history the repository has already.
+      auto clipped = [&](const json& row, std::int64_t& start) {
+        start = std::max<std::int64_t>(row.at("from").get<std::int64_t>(), from);
+        return !row.at("to").is_null() && row.at("to").get<std::int64_t>() <= start;
+      };
+      std::int64_t start = 0;
+      for (const json& l : e.at("links")) {
+        if (clipped(l, start)) continue;
+        const std::string group = l.at("group").get<std::string>(), child = l.at("child").get<std::string>();
+        requireEntity(child, "the child");
+        // Packages written before uses had identifiers name them as the migration does.
+        const json attributes = l.value("attributes", json::object());
+        bool readable = attributes.is_object();
+        for (const auto& [name, value] : attributes.items()) {
+          readable = readable && value.is_array() && value.size() == 3 && value[0].is_number_integer() &&
+                     (value[1].is_string() || value[1].is_null()) && value[2].is_number();
         }
-        for (const json& c : e.at("classifications")) {
-          requireEntity(c.at("category").get<std::string>(), "the category");
-          rows.classified.push_back({dmid, c.at("category").get<std::string>(), Int(c.at("from")), Int(c.at("to"))});
+        if (!readable) {
+          Refuse(UDM_FUNCSIG, directory, "has unreadable use attributes in a link of " + dmid + ": " + attributes.dump());
         }
+        rows.links.push_back({dmid, vqString(l.value("use", group + "/" + child)), vqString(group), vqString(child),
+                              vqVariant(start), Int(l.at("to")), Int(l.at("position")),
+                              attributes.empty() ? vqVariant() : vqVariant(vqString(attributes.dump()))});
+      }
+      for (const json& r : e.at("references")) {
+        if (clipped(r, start)) continue;
+        requireEntity(r.at("target").get<std::string>(), "the referenced entity");
+        rows.references.push_back({dmid, r.at("name").get<std::string>(), r.at("target").get<std::string>(),
+                                   vqVariant(start), Int(r.at("to"))});
+      }
+      for (const json& c : e.at("classifications")) {
+        if (clipped(c, start)) continue;
+        requireEntity(c.at("category").get<std::string>(), "the category");
+        rows.classified.push_back({dmid, c.at("category").get<std::string>(), vqVariant(start), Int(c.at("to"))});
       }
       (changed ? outcome.added : outcome.unchanged).push_back(dmid);
     }
@@ -188,6 +211,7 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
                                         "branch_from"}, rows.entities);
     store.BulkInsertRows("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
                          rows.revisions);
+    for (const auto& [dmid, revision] : rows.reopened) store.EndOpenRows(dmid, revision);
     // An entity already here takes the package's newer revisions as its latest.
     for (const auto& revision : rows.revisions) {
       store.RaiseLatestRevision(revision[1].ToString(), static_cast<int>(*revision[2].GetInt64()));

@@ -153,6 +153,8 @@ class EntityStore {
   // Structure (EntityStoreStructure.cpp).
   //
   void InsertLinks(const std::vector<LinkRecord>& links, int fromRevision);
+  // Ends the entity's open links, references and classifications at `revision`.
+  void EndOpenRows(const vqString& dmid, int revision);
   // Makes the current uses of `parentDmid` exactly `links` from `revision`
   // on: uses that stay as they are are kept, the others end at `revision`.
   void ReplaceLinks(const vqString& parentDmid, const std::vector<LinkRecord>& links, int revision);

@@ -58,6 +58,12 @@ void EntityStore::InsertLinks(const std::vector<LinkRecord>& links, int fromRevi
   BulkInsert("udm_link", {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "position", "attrs"}, rows);
 }
 
+void EntityStore::EndOpenRows(const vqString& dmid, int revision) {
+  Execute("UPDATE udm_link SET to_rev = ? WHERE parent_dmid = ? AND to_rev IS NULL", {vqVariant(revision), dmid});
+  Execute("UPDATE udm_reference SET to_rev = ? WHERE source_dmid = ? AND to_rev IS NULL", {vqVariant(revision), dmid});
+  Execute("UPDATE udm_classified SET to_rev = ? WHERE item_dmid = ? AND to_rev IS NULL", {vqVariant(revision), dmid});
+}
+
 void EntityStore::ReplaceLinks(const vqString& parentDmid, const std::vector<LinkRecord>& links, int revision) {
   // A use that changed in any way ends here and starts again with its new state.
   std::map<vqString, const LinkRecord*> wanted;

@@ -1,0 +1,76 @@
+#pragma once
+
+// The reader's view of a parsed document: the elements it builds from, in
+// document order, found by id, and the references between them. Internal
+// to the reader; pugixml stays out of the public header.
+
+#include <pugixml.hpp>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace vqkudm::plmxml::detail {
+
+enum class Kind {
+  Other,
+  Product,
+  ProductRevision,
+  ProductView,
+  Occurrence,
+  DataSet,
+  ExternalFile,
+  AssociatedAttachment,
+  InstanceGraph,
+  Part,
+  Instance,
+  ProductInstance,
+};
+
+struct Element {
+  pugi::xml_node node;
+  Kind kind;
+  std::string_view id;  // empty when the element has none
+};
+
+inline constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+// Names are matched without their prefix: writers choose prefixes freely.
+std::string_view LocalName(const char* name);
+pugi::xml_attribute Attribute(pugi::xml_node node, std::string_view localName);
+std::string Value(pugi::xml_node node, std::string_view localName);  // "" when absent
+pugi::xml_node Child(pugi::xml_node node, std::string_view localName);
+// The words of an XML list value, split at whitespace.
+std::vector<std::string_view> Words(std::string_view text);
+
+class Index {
+ public:
+  // Holds views into `root`'s document, which must outlive the index.
+  Index(pugi::xml_node root, std::string documentPath);
+
+  const std::vector<Element>& elements() const { return m_elements; }
+  const Element& operator[](std::size_t at) const { return m_elements[at]; }
+
+  // The element a single reference ("#id") names; kNone when the attribute is absent or empty.
+  std::size_t Ref(pugi::xml_node from, std::string_view attribute) const;
+  // The elements a space-separated list of ids names, '#' optional, in list order.
+  std::vector<std::size_t> Refs(pugi::xml_node from, std::string_view attribute) const;
+
+  // `Occurrence "o1"`, or `Occurrence at byte 120` for an element without id.
+  std::string Describe(pugi::xml_node node) const;
+  std::string Describe(std::size_t at) const { return Describe(m_elements[at].node); }
+
+  [[noreturn]] void Fail(const std::string& what) const;
+  [[noreturn]] void Fail(pugi::xml_node node, const std::string& what) const;
+
+ private:
+  std::size_t Find(pugi::xml_node from, std::string_view attribute, std::string_view id) const;
+
+  std::string m_path;
+  std::vector<Element> m_elements;  // those of a known kind or with an id
+  std::unordered_map<std::string_view, std::size_t> m_byId;
+};
+
+}  // namespace vqkudm::plmxml::detail
