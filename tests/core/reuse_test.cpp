@@ -76,7 +76,7 @@ class ReuseTest : public RepositoryTest {
     cab->AddUse(fastener, "parts", Find(9));
     chassis->AddChild(axle, "parts");
     door->AddUse(fastener, "parts", Find(1));
-    door->AddUse(fastener, "parts", {{"findnumber", vqVariant("2")}, {"transform", vqVariant("1 0 0 5 0 1 0 0 0 0 1 0")}});
+    door->AddUse(fastener, "parts", {{"findnumber", vqVariant("2")}, {"trfmtx", vqVariant("1 0 0 0 0 1 0 0 0 0 1 0 5 0 0 1")}});
     dash->AddChild(fastener, "parts");
     axle->AddChild(fastener, "parts");
     truck->Persist("first", GDM_RECURSE_ALL, -1, false, true);
@@ -137,7 +137,7 @@ TEST_P(ReuseTest, UsesAreVersionedWithTheirParent) {
   ASSERT_EQ(now.size(), 1u);
   EXPECT_EQ(now[0].useId, uses[1].useId) << "a use keeps its identity across revisions";
   EXPECT_EQ(now[0].attributes.at("quantity"), vqVariant(4.0));
-  EXPECT_EQ(now[0].attributes.at("transform"), vqVariant("1 0 0 5 0 1 0 0 0 0 1 0"));
+  EXPECT_EQ(now[0].attributes.at("trfmtx"), vqVariant("1 0 0 0 0 1 0 0 0 0 1 0 5 0 0 1"));
   EXPECT_EQ(Uses(bob->FindItemById(firstDoor, true, "")), "fastener(1) fastener(2)") << "the older revision";
   EXPECT_EQ(WhereUsed(In(bob, fastener)), "1 axlex1 cabx1 dashx1 doorx1 | 2 cabx3 chassisx1 truckx1 | 3 truckx2");
 
@@ -174,7 +174,7 @@ TEST_P(ReuseTest, ExportAndImportKeepEveryUseAndItsAttributes) {
   vqStlVector<UDMChildUse> uses;
   In(target, door)->GetUses(uses, "parts");
   ASSERT_EQ(uses.size(), 3u);
-  EXPECT_EQ(uses[1].attributes.at("transform"), vqVariant("1 0 0 5 0 1 0 0 0 0 1 0"));
+  EXPECT_EQ(uses[1].attributes.at("trfmtx"), vqVariant("1 0 0 0 0 1 0 0 0 0 1 0 5 0 0 1"));
   EXPECT_EQ(uses[2].attributes.at("findnumber"), vqVariant(std::int64_t(3)));
 }
 

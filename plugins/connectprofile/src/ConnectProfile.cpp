@@ -43,7 +43,7 @@ UDMResult ConnectProfile::Init(const boost::weak_ptr<UDMSession>& session,
   std::unique_ptr<Connector> connector = CreateConnector(*connection->GetConnectConfig());
   const UDMResult result = UDMCoreProfile::Init(session, pluginConfig);
   if (result != UDM_SUCCESS) return result;
-  connector->Open(*this);
+  connector->Open(*this, getWorkspaceDir());
   m_connector = std::move(connector);
   return UDM_SUCCESS;
 }

@@ -13,9 +13,11 @@ namespace vqkudm::connect {
 class Connector {
  public:
   virtual ~Connector() = default;
-  // Brings the source's content into the working repository of `profile`,
-  // as one check-in. Raises UDMException naming the source when it cannot be read.
-  virtual void Open(IUDMProfile& profile) = 0;
+  // Brings the source's content into the working repository of `profile`
+  // in one transaction; `workingDir` is the connection's own directory for
+  // what the connector keeps between opens. Raises UDMException naming the
+  // source when it cannot be read.
+  virtual void Open(IUDMProfile& profile, const vqString& workingDir) = 0;
 };
 
 // The connector of the connection's data source. Raises UDMException

@@ -1,0 +1,342 @@
+#include "PlmxmlPackage.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include <nlohmann/json.hpp>
+#include <sodium.h>
+
+#include <vqkudm/UDMNames.h>
+#include <vqkudmrt/UDMException.h>
+#include <vqutl/vqVariant.h>
+
+namespace vqkudm::connect {
+
+namespace {
+
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+const char* const kSignature =
+    "void vqkudm::connect::WritePackage(const plmxml::Document &,PartAttributes &,const std::string &,const "
+    "std::string &,const std::string &)";
+const char* const kPartDefinition = "UDMPart";
+const char* const kPartsGroup = "parts";
+
+std::string Hex(const unsigned char* bytes, size_t size) {
+  std::string hex(size * 2 + 1, '\0');
+  sodium_bin2hex(hex.data(), hex.size(), bytes, size);
+  hex.pop_back();
+  return hex;
+}
+
+std::string IsoTime(std::chrono::system_clock::time_point when) {
+  const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(when.time_since_epoch()).count();
+  const std::time_t seconds = static_cast<std::time_t>(ms / 1000);
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900, utc.tm_mon + 1,
+                utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, static_cast<int>(ms % 1000));
+  return text;
+}
+
+json Attribute(const std::string& name, const PackageValue& value) {
+  return {{"name", name},
+          {"type", value.type},
+          {"text", value.text ? json(*value.text) : json()},
+          {"number", value.number ? json(*value.number) : json()}};
+}
+
+// Use attributes are kept as [type, text, number], the number 0 for texts.
+json UseAttribute(const PackageValue& value) {
+  return json::array({value.type, value.text ? json(*value.text) : json(), value.number.value_or(0.0)});
+}
+
+// The content key the vault gives a file's bytes.
+std::string ContentKey(const fs::path& file) {
+  crypto_generichash_state state;
+  crypto_generichash_init(&state, nullptr, 0, 32);
+  std::ifstream in(file, std::ios::binary);
+  char buffer[1 << 16];
+  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
+    crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(buffer),
+                              static_cast<unsigned long long>(in.gcount()));
+  }
+  if (in.bad()) ThrowFileException(kSignature, "cannot read " + file.string(), ExcSubIo);
+  unsigned char digest[32];
+  crypto_generichash_final(&state, digest, sizeof digest);
+  return Hex(digest, sizeof digest);
+}
+
+// What a revision brings, without the times of this load: equal when a
+// later load finds the same revision in the document.
+std::string Fingerprint(const json& revision, const std::vector<json>& uses) {
+  json files = json::array();
+  for (const json& file : revision["files"]) files.push_back({file["name"], file["key"], file["source"]});
+  const std::string text = json{revision["name"], revision["attributes"], files, uses}.dump();
+  unsigned char digest[16];
+  crypto_generichash(digest, sizeof digest, reinterpret_cast<const unsigned char*>(text.data()), text.size(), nullptr,
+                     0);
+  return Hex(digest, sizeof digest);
+}
+
+class PackageWriter {
+ public:
+  PackageWriter(PartAttributes& attributes, const std::string& user, const std::string& comment,
+                const fs::path& directory)
+      : m_attributes(attributes),
+        m_user(user),
+        m_comment(comment),
+        m_directory(directory),
+        m_now(IsoTime(std::chrono::system_clock::now())) {}
+
+  size_t Write(const plmxml::Document& document, LoadState& state) {
+    std::map<std::string, std::vector<const plmxml::Use*>> usesOf;  // by parent item and revision
+    for (const plmxml::Use& use : document.uses) usesOf[use.parentItem + '\n' + use.parentRevision].push_back(&use);
+    json entities = json::array();
+    for (const plmxml::Item& item : document.items) {
+      std::vector<LoadedRevision>& loaded = state[item.key];
+      json revisions = json::array();
+      LinkRows links;
+      auto append = [&](const plmxml::Revision& revision, json content, std::vector<json> uses,
+                        const std::string& fingerprint) {
+        const int number = static_cast<int>(loaded.size());
+        content["revision"] = number;
+        revisions.push_back(std::move(content));
+        links.Revise(number, uses);
+        loaded.push_back({revision.revision, fingerprint});
+      };
+      // Revisions an earlier load brought stay as they are. The document's
+      // revisions after the last of them come in order; when there are none,
+      // its last revision comes again if what it brings changed.
+      const size_t count = item.revisions.size();
+      size_t first = 0;
+      for (size_t r = 0; r < count; ++r) {
+        const std::string& label = item.revisions[r].revision;
+        if (std::any_of(loaded.begin(), loaded.end(), [&](const LoadedRevision& l) { return l.label == label; })) {
+          first = r + 1;
+        }
+      }
+      const bool onlyTheLast = !loaded.empty() && first == count;
+      for (size_t r = onlyTheLast ? count - 1 : first; r < count; ++r) {
+        const plmxml::Revision& revision = item.revisions[r];
+        json content = RevisionOf(item, revision);
+        std::vector<json> uses = UsesOf(usesOf[item.key + '\n' + revision.key]);
+        const std::string fingerprint = Fingerprint(content, uses);
+        if (onlyTheLast && loaded.back().fingerprint == fingerprint) continue;
+        append(revision, std::move(content), std::move(uses), fingerprint);
+      }
+      if (revisions.empty()) continue;
+      entities.push_back({{"id", PartId(item.key)},
+                          {"definition", kPartDefinition},
+                          {"class", "UDMItem"},
+                          {"latestRevision", loaded.size() - 1},
+                          {"deleted", false},
+                          {"createdBy", m_user},
+                          {"created", m_now},
+                          {"branchFrom", nullptr},
+                          {"revisions", std::move(revisions)},
+                          {"links", links.Rows()},
+                          {"references", json::array()},
+                          {"classifications", json::array()}});
+    }
+    const size_t written = entities.size();
+    const json manifest = {{"format", "vqkudm-package"},   {"version", 1},
+                           {"exported", m_now},            {"source", "PLM XML"},
+                           {"contentsFolder", "contents"}, {"contents", json(m_contents)},
+                           {"entities", std::move(entities)}};
+    std::ofstream out(m_directory / "manifest.json");
+    out << manifest.dump();
+    if (!out.flush()) ThrowFileException(kSignature, "cannot write " + (m_directory / "manifest.json").string(), ExcSubIo);
+    return written;
+  }
+
+ private:
+  // Links of one parent over its revisions: a use keeps its row while its
+  // child, position and attributes stay, and gets a new row from the
+  // revision where any of them changes.
+  class LinkRows {
+   public:
+    void Revise(int revision, const std::vector<json>& uses) {
+      std::set<std::string> present;
+      for (const json& use : uses) {
+        const std::string id = use["use"];
+        present.insert(id);
+        auto open = m_open.find(id);
+        if (open != m_open.end()) {
+          json& row = m_rows[open->second];
+          if (row["child"] == use["child"] && row["position"] == use["position"] &&
+              row["attributes"] == use["attributes"]) {
+            continue;
+          }
+          row["to"] = revision;
+        }
+        json row = use;
+        row["from"] = revision;
+        row["to"] = nullptr;
+        m_open[id] = m_rows.size();
+        m_rows.push_back(std::move(row));
+      }
+      for (auto it = m_open.begin(); it != m_open.end();) {
+        if (present.count(it->first)) {
+          ++it;
+          continue;
+        }
+        m_rows[it->second]["to"] = revision;
+        it = m_open.erase(it);
+      }
+    }
+    json Rows() const { return json(m_rows); }
+
+   private:
+    std::vector<json> m_rows;
+    std::map<std::string, size_t> m_open;  // use id -> row
+  };
+
+  json RevisionOf(const plmxml::Item& item, const plmxml::Revision& revision) {
+    const std::string where = "revision \"" + revision.key + "\" of \"" + item.key + "\"";
+    std::map<std::string, PackageValue> values;
+    auto set = [&](const std::string& title, const std::string& value) {
+      if (value.empty()) return;
+      const std::string name = m_attributes.NameFor(title);
+      values[name] = m_attributes.Convert(name, value, where);
+    };
+    set(kKeyPlmxmlexternalid.str(), item.key);
+    if (item.key != item.elementId) set("partnumber", item.key);
+    set(kKeyPlmxmloccrevision.str(), revision.revision);
+    set(kKeyPlmxmlproductrevname.str(), revision.name);
+    set(kKeyPlmxmlproductrevsubtype.str(), revision.subType);
+    for (const plmxml::UserValue& value : item.userValues) set(value.title, value.value);
+    for (const plmxml::UserValue& value : revision.userValues) set(value.title, value.value);
+    json attributes = json::array();
+    for (const auto& [name, value] : values) attributes.push_back(Attribute(name, value));
+    json files = json::array();
+    std::set<std::string> names;
+    for (const plmxml::FileRef& file : revision.files) files.push_back(FileOf(file, names));
+    const std::string name = !revision.name.empty() ? revision.name : !item.name.empty() ? item.name : item.key;
+    return {{"name", name},         {"modifiedBy", m_user},   {"modified", m_now},
+            {"comment", m_comment}, {"attributes", attributes}, {"files", std::move(files)}};
+  }
+
+  // A file that exists goes into the package; one that does not is kept as
+  // an external file, so the reference is not lost.
+  json FileOf(const plmxml::FileRef& file, std::set<std::string>& names) {
+    const fs::path path(file.path);
+    std::string name = path.filename().string();
+    for (int n = 2; !names.insert(name).second; ++n) name = path.stem().string() + "-" + std::to_string(n) + path.extension().string();
+    std::error_code error;
+    const bool present = fs::is_regular_file(path, error);
+    json key = nullptr;
+    std::uintmax_t size = 0;
+    std::string modified = m_now;
+    if (present) {
+      const std::string contentKey = ContentKey(path);
+      if (m_stored.insert(contentKey).second) {
+        const fs::path target = m_directory / "contents" / contentKey;
+        fs::create_directories(target.parent_path());
+        fs::create_hard_link(path, target, error);
+        if (error && !fs::copy_file(path, target, error)) {
+          ThrowFileException(kSignature, "cannot copy " + file.path + ": " + error.message(), ExcSubIo);
+        }
+        m_contents.push_back(contentKey);
+      }
+      key = contentKey;
+      size = fs::file_size(path);
+      // The file clock's epoch is not the system clock's before C++20.
+      modified = IsoTime(std::chrono::system_clock::now() + std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                                                                fs::last_write_time(path) - fs::file_time_type::clock::now()));
+    }
+    return {{"kind", 0},          {"name", name},       {"folder", ""},          {"key", key},
+            {"size", size},       {"modified", modified}, {"added", m_now},       {"source", file.path},
+            {"imageType", 0},     {"description", file.format.empty() ? json() : json(file.format)},
+            {"default", false}};
+  }
+
+  // The uses of one parent revision as link rows, each named by its child
+  // and how many uses of that child came before it: the same use keeps its
+  // name in every revision that still has it.
+  std::vector<json> UsesOf(const std::vector<const plmxml::Use*>& uses) {
+    std::vector<json> rows;
+    std::map<std::string, int> seen;
+    for (const plmxml::Use* use : uses) {
+      const std::string where = "use \"" + use->elementId + "\" of \"" + use->parentItem + "\"";
+      json attributes = json::object();
+      auto set = [&](const std::string& name, const PackageValue& value) {
+        if (value.type != 0 && !(value.text && value.text->empty())) attributes[name] = UseAttribute(value);
+      };
+      set(kKeyTrfmtx.str(), {5, use->transform, std::nullopt});
+      set(kKeyPlmxmlexternalid.str(), {5, use->elementId, std::nullopt});
+      set(kKeyPlmxmloccrevision.str(), {5, use->childRevision, std::nullopt});
+      for (const plmxml::UserValue& value : use->userValues) {
+        if (const char* name = UseAttributeOf(value.title)) set(name, UseValue(name, value.value, where));
+      }
+      const int ordinal = ++seen[use->childItem];
+      rows.push_back({{"group", kPartsGroup},
+                      {"child", PartId(use->childItem)},
+                      {"position", static_cast<int>(rows.size())},
+                      {"use", use->childItem + "#" + std::to_string(ordinal)},
+                      {"attributes", std::move(attributes)}});
+    }
+    return rows;
+  }
+
+  // The in-context values that have a use attribute of their own.
+  static const char* UseAttributeOf(const std::string& title) {
+    const vqString t(title);
+    if (t.EqualsNoCase("Quantity")) return "quantity";
+    if (t.EqualsNoCase("SequenceNumber") || t.EqualsNoCase("FindNumber")) return "findnumber";
+    if (t.EqualsNoCase("ReferenceDesignator") || t.EqualsNoCase("RefDes")) return "refdes";
+    return nullptr;
+  }
+
+  static PackageValue UseValue(const std::string& name, const std::string& value, const std::string& where) {
+    vqVariant given{vqString(value)};
+    if (name == "quantity") {
+      double number;
+      if (!given.ToDouble(number)) Refuse(where, name, value, "is not a number");
+      return {4, vqVariant(number).ToString().str(), number};
+    }
+    if (name == "findnumber") {
+      std::int64_t number;
+      if (!given.ToInt64(number)) Refuse(where, name, value, "is not a whole number");
+      return {3, vqVariant(number).ToString().str(), static_cast<double>(number)};
+    }
+    return {5, value, std::nullopt};
+  }
+
+  [[noreturn]] static void Refuse(const std::string& where, const std::string& name, const std::string& value,
+                                  const char* reason) {
+    ThrowInvalidArgException(kSignature, where + ": the value \"" + value + "\" of \"" + name + "\" " + reason,
+                             ExcSubWrongType);
+  }
+
+  PartAttributes& m_attributes;
+  std::string m_user, m_comment;
+  fs::path m_directory;
+  std::string m_now;
+  std::vector<std::string> m_contents;
+  std::set<std::string> m_stored;
+};
+
+}  // namespace
+
+std::string PartId(const std::string& itemKey) {
+  const std::string input = "plmxml item\n" + itemKey;
+  unsigned char digest[16];
+  crypto_generichash(digest, sizeof digest, reinterpret_cast<const unsigned char*>(input.data()), input.size(),
+                     nullptr, 0);
+  return Hex(digest, sizeof digest);
+}
+
+size_t WritePackage(const plmxml::Document& document, PartAttributes& attributes, LoadState& state,
+                    const std::string& user, const std::string& comment, const std::string& directory) {
+  return PackageWriter(attributes, user, comment, directory).Write(document, state);
+}
+
+}  // namespace vqkudm::connect
