@@ -6,6 +6,7 @@
 #include <vqkudm/UDMCoreEntityHandle.h>
 #include <vqkudm/UDMConnectMasterDBManager.h>
 #include <vqkudm/UDMCoreProfile.h>
+#include <vqkudm/UDMDataConnectionMgr.h>
 #include <vqkudm/UDMNames.h>
 #include <vqkudm/UDMPartNames.h>
 #include <vqkudm/UDMProfileMgr.h>

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 
 int main() {
@@ -26,6 +27,19 @@ int main() {
     profile->Persist(part, "first", false, false, false);
     std::cout << "stored " << part.GetDisplayName() << " revision " << part.GetRevision() << "\n";
     vqkudm::UDMProfileMgr::DiscardProfile(profile);
+
+    // The connect profile is found in the installed plug-in directory too.
+    const auto document = base / "bolt.plmxml";
+    std::ofstream(document) << "<PLMXML><Product id=\"p1\" productId=\"B-1\" name=\"bolt\"/>"
+                               "<ProductRevision id=\"r1\" masterRef=\"#p1\" revision=\"A\"/></PLMXML>";
+    boost::shared_ptr<vqkudm::IUDMProfile> connection = vqkudm::UDMProfileMgr::GetProfile(
+        {{"DataSource", vqVariant("UDMXML")}, {"FileDataSource", vqVariant(document.string())},
+         {"ConnectionIdentifier", vqVariant("bolt")}});
+    vqStlVector<vqkudm::UDMItemHandle> found;
+    connection->QueryEntities(found, "plmxmlexternalid = 'B-1'", vqkudm::UDMQuerySettingHandle(), false, false);
+    std::cout << "connected parts " << found.size() << "\n";
+    if (found.size() != 1) status = 4;
+    vqkudm::UDMProfileMgr::DiscardProfile(connection);
   } catch (const vqkudm::UDMException& e) {
     std::cout << e.what() << "\n";
     status = 3;
