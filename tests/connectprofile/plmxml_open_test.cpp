@@ -151,13 +151,17 @@ TEST_F(PlmxmlOpenTest, OpeningAgainBringsChangesAsNewRevisionsAndNothingElse) {
   UDMProfileMgr::DiscardProfile(profile);
   profile = Open();
   EXPECT_EQ(Count(profile, "cdef = 'UDMPart'", true), 4u) << "an unchanged document loads nothing";
+  // A check-in in the working repository: what the document brings later comes after it.
+  UDMItemHandle checkedIn = Part(profile, "BR-200");
+  profile->Checkout(checkedIn, "");
+  profile->Persist(checkedIn, "kept here", false, false, false);
   UDMProfileMgr::DiscardProfile(profile);
 
   Write(FrameDocument("titanium", false));
   profile = Open();
   EXPECT_EQ(Count(profile, "cdef = 'UDMPart'", false), 3u) << "the same items, no duplicates";
   const UDMItemHandle bracket = Part(profile, "BR-200");
-  EXPECT_EQ(bracket.GetRevision(), 2) << "the changed bracket gains one revision";
+  EXPECT_EQ(bracket.GetRevision(), 3) << "the changed bracket gains one revision after its latest";
   EXPECT_EQ(profile->GetAttributeValue(bracket, "material").ToString(), "titanium");
   const UDMItemHandle frame = Part(profile, "FR-100");
   EXPECT_EQ(frame.GetRevision(), 1) << "the frame's uses changed";

@@ -56,9 +56,11 @@ State ReadState(const fs::path& file) {
   try {
     state.documentHash = stored.value("document", "");
     const json items = stored.value("items", json::object());
-    for (const auto& [key, revisions] : items.items()) {
-      for (const json& r : revisions) {
-        state.loaded[key].push_back({r.at(0).get<std::string>(), r.at(1).get<std::string>()});
+    for (const auto& [key, item] : items.items()) {
+      LoadedItem& loaded = state.loaded[key];
+      loaded.id = item.at("id").get<std::string>();
+      for (const json& r : item.at("revisions")) {
+        loaded.revisions.push_back({r.at(0).get<std::string>(), r.at(1).get<std::string>()});
       }
     }
   } catch (const json::exception&) {
@@ -70,10 +72,10 @@ State ReadState(const fs::path& file) {
 // Written whole beside its place and renamed, so it is never half there.
 void WriteState(const fs::path& file, const State& state) {
   json items = json::object();
-  for (const auto& [key, revisions] : state.loaded) {
-    json list = json::array();
-    for (const LoadedRevision& r : revisions) list.push_back({r.label, r.fingerprint});
-    items[key] = std::move(list);
+  for (const auto& [key, item] : state.loaded) {
+    json revisions = json::array();
+    for (const LoadedRevision& r : item.revisions) revisions.push_back({r.label, r.fingerprint});
+    items[key] = {{"id", item.id}, {"revisions", std::move(revisions)}};
   }
   const fs::path temporary = file.string() + ".tmp";
   {
@@ -126,7 +128,15 @@ void PlmxmlConnector::Open(IUDMProfile& profile, const vqString& workingDir) {
   profile.GetMetaData("UDMPart", declared);
   PartAttributes attributes(declared);
   const ScratchDirectory package(fs::path(workingDir.str()) / "plmxml-package");
-  const size_t parts = WritePackage(read, attributes, state.loaded, profile.GetUName().str(),
+  const LatestRevision latest = [&](const std::string& id) {
+    try {
+      // Every part has its revision 0; its entity knows the latest.
+      return profile.GetUDMItemHandle(id + "0").GetEntityHandlePtr()->GetLatestRevision();
+    } catch (const UDMException&) {
+      return -1;  // not in the repository (any more)
+    }
+  };
+  const size_t parts = WritePackage(read, attributes, state.loaded, latest, profile.GetUName().str(),
                                     "Loaded from " + document.filename().string(), package.Path().string());
   if (!attributes.Added().empty()) {
     vqStlVector<UDMCdefMetaData> added = attributes.Added();

@@ -96,47 +96,35 @@ class PackageWriter {
         m_directory(directory),
         m_now(IsoTime(std::chrono::system_clock::now())) {}
 
-  size_t Write(const plmxml::Document& document, LoadState& state) {
-    std::map<std::string, std::vector<const plmxml::Use*>> usesOf;  // by parent item and revision
-    for (const plmxml::Use& use : document.uses) usesOf[use.parentItem + '\n' + use.parentRevision].push_back(&use);
+  // Packages what `document` brings that `state` says was not loaded yet.
+  size_t Write(const plmxml::Document& document, LoadState& state, const LatestRevision& latestRevision) {
+    AssignIds(document, state);
+    const UsesByRevision usesOf = GroupUses(document);
     json entities = json::array();
     for (const plmxml::Item& item : document.items) {
-      std::vector<LoadedRevision>& loaded = state[item.key];
+      LoadedItem& loaded = state[item.key];
+      int next = loaded.revisions.empty() ? 0 : latestRevision(loaded.id) + 1;
       json revisions = json::array();
       LinkRows links;
-      auto append = [&](const plmxml::Revision& revision, json content, std::vector<json> uses,
-                        const std::string& fingerprint) {
-        const int number = static_cast<int>(loaded.size());
-        content["revision"] = number;
-        revisions.push_back(std::move(content));
-        links.Revise(number, uses);
-        loaded.push_back({revision.revision, fingerprint});
-      };
-      // Revisions an earlier load brought stay as they are. The document's
-      // revisions after the last of them come in order; when there are none,
-      // its last revision comes again if what it brings changed.
-      const size_t count = item.revisions.size();
-      size_t first = 0;
-      for (size_t r = 0; r < count; ++r) {
-        const std::string& label = item.revisions[r].revision;
-        if (std::any_of(loaded.begin(), loaded.end(), [&](const LoadedRevision& l) { return l.label == label; })) {
-          first = r + 1;
-        }
-      }
-      const bool onlyTheLast = !loaded.empty() && first == count;
-      for (size_t r = onlyTheLast ? count - 1 : first; r < count; ++r) {
+      for (size_t r : Incoming(item, loaded)) {
         const plmxml::Revision& revision = item.revisions[r];
         json content = RevisionOf(item, revision);
-        std::vector<json> uses = UsesOf(usesOf[item.key + '\n' + revision.key]);
+        std::vector<json> uses = UsesOf(usesOf, item, revision, state);
         const std::string fingerprint = Fingerprint(content, uses);
-        if (onlyTheLast && loaded.back().fingerprint == fingerprint) continue;
-        append(revision, std::move(content), std::move(uses), fingerprint);
+        if (r + 1 == item.revisions.size() && !loaded.revisions.empty() &&
+            loaded.revisions.back().fingerprint == fingerprint && Known(loaded, revision.revision)) {
+          continue;
+        }
+        content["revision"] = next;
+        revisions.push_back(std::move(content));
+        links.Revise(next++, uses);
+        Remember(loaded, {revision.revision, fingerprint});
       }
       if (revisions.empty()) continue;
-      entities.push_back({{"id", PartId(item.key)},
+      entities.push_back({{"id", loaded.id},
                           {"definition", kPartDefinition},
                           {"class", "UDMItem"},
-                          {"latestRevision", loaded.size() - 1},
+                          {"latestRevision", next - 1},
                           {"deleted", false},
                           {"createdBy", m_user},
                           {"created", m_now},
@@ -157,7 +145,65 @@ class PackageWriter {
     return written;
   }
 
+  // Records every revision of `document` as loaded, each item's last one as
+  // its latest: for a document written from the repository itself.
+  void Record(const plmxml::Document& document, LoadState& state) {
+    AssignIds(document, state);
+    const UsesByRevision usesOf = GroupUses(document);
+    for (const plmxml::Item& item : document.items) {
+      LoadedItem& loaded = state[item.key];
+      for (const plmxml::Revision& revision : item.revisions) {
+        const std::vector<json> uses = UsesOf(usesOf, item, revision, state);
+        Remember(loaded, {revision.revision, Fingerprint(RevisionOf(item, revision), uses)});
+      }
+    }
+  }
+
  private:
+  using UsesByRevision = std::map<std::string, std::vector<const plmxml::Use*>>;  // by parent item and revision
+
+  static std::string RevisionKey(const std::string& item, const std::string& revision) {
+    return item + '\n' + revision;
+  }
+  static UsesByRevision GroupUses(const plmxml::Document& document) {
+    UsesByRevision usesOf;
+    for (const plmxml::Use& use : document.uses) usesOf[RevisionKey(use.parentItem, use.parentRevision)].push_back(&use);
+    return usesOf;
+  }
+  // Items loaded before keep their part; new ones get the part of their key.
+  static void AssignIds(const plmxml::Document& document, LoadState& state) {
+    for (const plmxml::Item& item : document.items) {
+      LoadedItem& loaded = state[item.key];
+      if (loaded.id.empty()) loaded.id = PartId(item.key);
+    }
+  }
+  // One entry per label, the latest last.
+  static void Remember(LoadedItem& loaded, LoadedRevision revision) {
+    auto& list = loaded.revisions;
+    list.erase(std::remove_if(list.begin(), list.end(), [&](const LoadedRevision& r) { return r.label == revision.label; }),
+               list.end());
+    list.push_back(std::move(revision));
+  }
+  static bool Known(const LoadedItem& loaded, const std::string& label) {
+    return std::any_of(loaded.revisions.begin(), loaded.revisions.end(),
+                       [&](const LoadedRevision& r) { return r.label == label; });
+  }
+  // The document revisions to consider: all of a new item; those after the
+  // last one loaded before; else the last one, which comes again when what
+  // it brings changed.
+  static std::vector<size_t> Incoming(const plmxml::Item& item, const LoadedItem& loaded) {
+    const size_t count = item.revisions.size();
+    size_t first = 0;
+    for (size_t r = 0; r < count; ++r) {
+      if (Known(loaded, item.revisions[r].revision)) first = r + 1;
+    }
+    if (loaded.revisions.empty()) first = 0;
+    else if (first == count) first = count - 1;
+    std::vector<size_t> incoming;
+    for (size_t r = first; r < count; ++r) incoming.push_back(r);
+    return incoming;
+  }
+
   // Links of one parent over its revisions: a use keeps its row while its
   // child, position and attributes stay, and gets a new row from the
   // revision where any of them changes.
@@ -237,7 +283,7 @@ class PackageWriter {
     std::string modified = m_now;
     if (present) {
       const std::string contentKey = ContentKey(path);
-      if (m_stored.insert(contentKey).second) {
+      if (!m_directory.empty() && m_stored.insert(contentKey).second) {
         const fs::path target = m_directory / "contents" / contentKey;
         fs::create_directories(target.parent_path());
         fs::create_hard_link(path, target, error);
@@ -261,8 +307,12 @@ class PackageWriter {
   // The uses of one parent revision as link rows, each named by its child
   // and how many uses of that child came before it: the same use keeps its
   // name in every revision that still has it.
-  std::vector<json> UsesOf(const std::vector<const plmxml::Use*>& uses) {
+  std::vector<json> UsesOf(const UsesByRevision& usesOf, const plmxml::Item& item, const plmxml::Revision& revision,
+                           const LoadState& state) {
     std::vector<json> rows;
+    const auto found = usesOf.find(RevisionKey(item.key, revision.key));
+    if (found == usesOf.end()) return rows;
+    const std::vector<const plmxml::Use*>& uses = found->second;
     std::map<std::string, int> seen;
     for (const plmxml::Use* use : uses) {
       const std::string where = "use \"" + use->elementId + "\" of \"" + use->parentItem + "\"";
@@ -278,7 +328,7 @@ class PackageWriter {
       }
       const int ordinal = ++seen[use->childItem];
       rows.push_back({{"group", kPartsGroup},
-                      {"child", PartId(use->childItem)},
+                      {"child", state.at(use->childItem).id},
                       {"position", static_cast<int>(rows.size())},
                       {"use", use->childItem + "#" + std::to_string(ordinal)},
                       {"attributes", std::move(attributes)}});
@@ -335,8 +385,13 @@ std::string PartId(const std::string& itemKey) {
 }
 
 size_t WritePackage(const plmxml::Document& document, PartAttributes& attributes, LoadState& state,
-                    const std::string& user, const std::string& comment, const std::string& directory) {
-  return PackageWriter(attributes, user, comment, directory).Write(document, state);
+                    const LatestRevision& latestRevision, const std::string& user, const std::string& comment,
+                    const std::string& directory) {
+  return PackageWriter(attributes, user, comment, directory).Write(document, state, latestRevision);
+}
+
+void RecordLoaded(const plmxml::Document& document, PartAttributes& attributes, LoadState& state) {
+  PackageWriter(attributes, "", "", "").Record(document, state);
 }
 
 }  // namespace vqkudm::connect
