@@ -32,12 +32,6 @@ Kind KindOf(std::string_view localName) {
 
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && IsSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsSpace(text.back())) text.remove_suffix(1);
-  return text;
-}
-
 // The next element after `node` in document order, within `root`; iterative
 // so that deep nesting cannot exhaust the stack.
 pugi::xml_node NextElement(pugi::xml_node node, pugi::xml_node root) {
@@ -54,6 +48,12 @@ pugi::xml_node NextElement(pugi::xml_node node, pugi::xml_node root) {
 }
 
 }  // namespace
+
+std::string_view Trimmed(std::string_view text) {
+  while (!text.empty() && IsSpace(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsSpace(text.back())) text.remove_suffix(1);
+  return text;
+}
 
 std::string_view LocalName(const char* name) {
   const char* colon = std::strrchr(name, ':');

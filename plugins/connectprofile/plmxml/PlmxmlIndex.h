@@ -42,6 +42,7 @@ std::string_view LocalName(const char* name);
 pugi::xml_attribute Attribute(pugi::xml_node node, std::string_view localName);
 std::string Value(pugi::xml_node node, std::string_view localName);  // "" when absent
 pugi::xml_node Child(pugi::xml_node node, std::string_view localName);
+std::string_view Trimmed(std::string_view text);
 // The words of an XML list value, split at whitespace.
 std::vector<std::string_view> Words(std::string_view text);
 

@@ -7,14 +7,6 @@ namespace vqkudm::plmxml::detail {
 
 namespace {
 
-bool IsNumber(std::string_view token) {
-  if (token.size() > 1 && token[0] == '+' && token[1] != '-') token.remove_prefix(1);
-  double number = 0;
-  const char* end = token.data() + token.size();
-  const auto [stop, error] = std::from_chars(token.data(), end, number);
-  return error == std::errc() && stop == end;
-}
-
 std::string PercentDecoded(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -32,6 +24,14 @@ std::string PercentDecoded(std::string_view text) {
 }
 
 }  // namespace
+
+bool IsNumber(std::string_view token) {
+  if (token.size() > 1 && token[0] == '+' && token[1] != '-') token.remove_prefix(1);
+  double number = 0;
+  const char* end = token.data() + token.size();
+  const auto [stop, error] = std::from_chars(token.data(), end, number);
+  return error == std::errc() && stop == end;
+}
 
 std::vector<UserValue> ReadUserValues(pugi::xml_node owner) {
   std::vector<UserValue> values;

@@ -1,7 +1,7 @@
 #pragma once
 
 // Values the reader takes from an element's content rather than from its
-// references. Internal to the reader.
+// references. Internal to the reader and the writer.
 
 #include <pugixml.hpp>
 
@@ -13,6 +13,9 @@
 #include "PlmxmlModel.h"
 
 namespace vqkudm::plmxml::detail {
+
+// A number as a Transform may hold it ("+0.5" too).
+bool IsNumber(std::string_view token);
 
 // The UserValues of all UserData children of `owner`.
 std::vector<UserValue> ReadUserValues(pugi::xml_node owner);

@@ -15,6 +15,28 @@ const char* const kInitSignature =
 
 }  // namespace
 
+// Holds the profile weakly: the profile owns its subscriptions.
+class ConnectProfile::CheckInSlot final : public IUDMProfileSlot {
+ public:
+  explicit CheckInSlot(const boost::weak_ptr<UDMCoreProfile>& profile) : m_profile(profile) {}
+
+  void update(UDMProfileUpdate change) override {
+    if (change.GetOpCode() != SIGNAL_PERSISTED) return;
+    // The revisions of one check-in share the change they are part of.
+    const UDMProfileUpdate whole = change.GetParentUpdate();
+    const vqString checkIn = (whole.GetOpCode() != SIGNAL_NONE ? whole : change).GetUID().ToString();
+    if (checkIn == m_lastCheckIn) return;
+    m_lastCheckIn = checkIn;
+    if (boost::shared_ptr<UDMCoreProfile> profile = m_profile.lock()) {
+      boost::static_pointer_cast<ConnectProfile>(profile)->WriteBack();
+    }
+  }
+
+ private:
+  boost::weak_ptr<UDMCoreProfile> m_profile;
+  vqString m_lastCheckIn;
+};
+
 // The entry the data connection manager looks up by name.
 VQ_MODULE_ENTRY UDMResult CreateInstance(boost::shared_ptr<IUDMPlugin>& out) {
   boost::shared_ptr<ConnectProfile> profile(new (std::nothrow) ConnectProfile());
@@ -45,7 +67,11 @@ UDMResult ConnectProfile::Init(const boost::weak_ptr<UDMSession>& session,
   if (result != UDM_SUCCESS) return result;
   connector->Open(*this, getWorkspaceDir());
   m_connector = std::move(connector);
+  m_checkIns.reset(new CheckInSlot(shared_from_this()));
+  SubscribeToEntityUpdates(m_checkIns);
   return UDM_SUCCESS;
 }
+
+void ConnectProfile::WriteBack() { m_connector->WriteBack(*this, getWorkspaceDir()); }
 
 }  // namespace vqkudm::connect

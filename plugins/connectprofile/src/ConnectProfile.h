@@ -2,11 +2,12 @@
 
 // The profile of a connection: the core profile over the connection's
 // working repository, filled by the connector of its data source when it
-// is initialised.
+// is initialised, and written back to the source after every check-in.
 
 #include <memory>
 
 #include <vqkudm/UDMCoreProfile.h>
+#include <vqkudm/UDMProfileUpdate.h>
 
 #include "Connector.h"
 
@@ -27,7 +28,12 @@ class ConnectProfile final : public UDMCoreProfile {
                  const boost::shared_ptr<UDMPluginConfig>& pluginConfig) override;
 
  private:
+  class CheckInSlot;
+  // Once per check-in, however many revisions it stored.
+  void WriteBack();
+
   std::unique_ptr<Connector> m_connector;
+  boost::shared_ptr<IUDMProfileSlot> m_checkIns;
 };
 
 }  // namespace vqkudm::connect

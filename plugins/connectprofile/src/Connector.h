@@ -18,6 +18,9 @@ class Connector {
   // what the connector keeps between opens. Raises UDMException naming the
   // source when it cannot be read.
   virtual void Open(IUDMProfile& profile, const vqString& workingDir) = 0;
+  // Writes what the working repository holds back to the source, after a
+  // check-in. Raises UDMException when the source cannot take it.
+  virtual void WriteBack(IUDMProfile& profile, const vqString& workingDir) = 0;
 };
 
 // The connector of the connection's data source. Raises UDMException

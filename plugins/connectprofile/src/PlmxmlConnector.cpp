@@ -1,15 +1,23 @@
 #include "PlmxmlConnector.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <stdexcept>
 
 #include <nlohmann/json.hpp>
 #include <sodium.h>
 
+#include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
 
 #include "PlmxmlPackage.h"
 #include "PlmxmlReader.h"
+#include "PlmxmlWriter.h"
+#include "RepositoryModel.h"
 
 namespace vqkudm::connect {
 
@@ -22,22 +30,62 @@ const char* const kSignature =
     "void vqkudm::connect::PlmxmlConnector::Open(class vqkudm::IUDMProfile &,const class vqString &)";
 const char* const kStateFile = "plmxml-state.json";
 
-// The document's bytes decide whether anything needs reading at all.
-std::string DocumentHash(const fs::path& file) {
+std::string ReadText(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);
   if (!in) ThrowFileException(kSignature, "cannot read " + file.string(), ExcSubIo);
-  crypto_generichash_state state;
-  crypto_generichash_init(&state, nullptr, 0, 32);
-  char buffer[1 << 16];
-  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
-    crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(buffer),
-                              static_cast<unsigned long long>(in.gcount()));
-  }
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The document's bytes decide whether anything needs reading at all.
+std::string TextHash(const std::string& text) {
   unsigned char digest[32];
-  crypto_generichash_final(&state, digest, sizeof digest);
+  crypto_generichash(digest, sizeof digest, reinterpret_cast<const unsigned char*>(text.data()), text.size(), nullptr,
+                     0);
   char hex[65];
   sodium_bin2hex(hex, sizeof hex, digest, sizeof digest);
   return hex;
+}
+
+// Beside the document, synced, then renamed over it: readers see the old
+// document or the new one, never a part of it.
+void ReplaceFile(const fs::path& file, const std::string& text) {
+  const fs::path temporary = file.string() + ".writing";
+  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  bool ok = fd >= 0;
+  for (size_t done = 0; ok && done < text.size();) {
+    const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
+    ok = n > 0;
+    if (ok) done += static_cast<size_t>(n);
+  }
+  ok = ok && ::fsync(fd) == 0;
+  if (fd >= 0) ok = ::close(fd) == 0 && ok;
+  std::error_code error;
+  if (ok) fs::rename(temporary, file, error);
+  if (!ok || error) {
+    fs::remove(temporary, error);
+    ThrowFileException(kSignature, "cannot write the document " + file.string(), ExcSubIo);
+  }
+}
+
+plmxml::Document Parse(const std::string& text, const std::string& path) {
+  try {
+    return plmxml::ParseDocument(text, path);
+  } catch (const plmxml::ReadError& e) {
+    ThrowFileException(kSignature, e.what(), ExcSubSyntax);
+  }
+}
+
+// The part definition's attributes, with those the mapping keeps every
+// revision's identity in, whether or not this document fills them.
+PartAttributes AttributesOf(IUDMProfile& profile) {
+  vqStlVector<UDMCdefMetaData> declared;
+  profile.GetMetaData("UDMPart", declared);
+  PartAttributes attributes(declared);
+  for (const vqString& key : {kKeyPlmxmlexternalid, kKeyPlmxmloccrevision, kKeyPlmxmlproductrevname,
+                              kKeyPlmxmlproductrevsubtype}) {
+    attributes.NameFor(key.str());
+  }
+  return attributes;
 }
 
 struct State {
@@ -115,18 +163,12 @@ void PlmxmlConnector::Open(IUDMProfile& profile, const vqString& workingDir) {
   }
   const fs::path stateFile = fs::path(workingDir.str()) / kStateFile;
   State state = ReadState(stateFile);
-  const std::string hash = DocumentHash(document);
+  const std::string text = ReadText(document);
+  const std::string hash = TextHash(text);
   if (hash == state.documentHash) return;
 
-  plmxml::Document read;
-  try {
-    read = plmxml::ReadDocument(m_document);
-  } catch (const plmxml::ReadError& e) {
-    ThrowFileException(kSignature, e.what(), ExcSubSyntax);
-  }
-  vqStlVector<UDMCdefMetaData> declared;
-  profile.GetMetaData("UDMPart", declared);
-  PartAttributes attributes(declared);
+  const plmxml::Document read = Parse(text, m_document);
+  PartAttributes attributes = AttributesOf(profile);
   const ScratchDirectory package(fs::path(workingDir.str()) / "plmxml-package");
   const LatestRevision latest = [&](const std::string& id) {
     try {
@@ -144,6 +186,33 @@ void PlmxmlConnector::Open(IUDMProfile& profile, const vqString& workingDir) {
   }
   if (parts > 0) profile.Import(package.Path().string());
   state.documentHash = hash;
+  WriteState(stateFile, state);
+}
+
+void PlmxmlConnector::WriteBack(IUDMProfile& profile, const vqString& workingDir) {
+  static const char* const kWriteSignature =
+      "void vqkudm::connect::PlmxmlConnector::WriteBack(class vqkudm::IUDMProfile &,const class vqString &)";
+  const fs::path stateFile = fs::path(workingDir.str()) / kStateFile;
+  State state = ReadState(stateFile);
+  const std::string original = ReadText(m_document);
+  if (TextHash(original) != state.documentHash) {
+    ThrowStateException(kWriteSignature,
+                        "the document " + m_document +
+                            " changed since it was loaded; open the connection again to bring its changes in first",
+                        ExcSubConflict);
+  }
+  PartAttributes attributes = AttributesOf(profile);
+  const plmxml::Document desired = RepositoryModel(profile, Parse(original, m_document), attributes, state.loaded);
+  std::string written;
+  try {
+    written = plmxml::WriteDocument(original, desired, m_document);
+  } catch (const std::invalid_argument& e) {
+    ThrowStateException(kWriteSignature, "cannot write " + m_document + ": " + e.what(), ExcSubGeneral);
+  }
+  ReplaceFile(m_document, written);
+  // What was written counts as loaded: it must not come back as changes.
+  RecordLoaded(Parse(written, m_document), attributes, state.loaded);
+  state.documentHash = TextHash(written);
   WriteState(stateFile, state);
 }
 

@@ -16,6 +16,11 @@ class PlmxmlConnector final : public Connector {
   // one import: everything the first time, new revisions of changed items
   // later, nothing when the document is unchanged.
   void Open(IUDMProfile& profile, const vqString& workingDir) override;
+  // Rewrites the document from the working repository (each part's latest
+  // revision, its attributes, files and uses), keeping what the mapping does
+  // not use; atomically, through a file beside it. Refused when the
+  // document changed since it was loaded.
+  void WriteBack(IUDMProfile& profile, const vqString& workingDir) override;
 
  private:
   std::string m_document;
