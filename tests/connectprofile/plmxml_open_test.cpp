@@ -17,7 +17,7 @@ const char* const kShifted = "1 0 0 0 0 1 0 0 0 0 1 0 40 0 0 1";
 
 // A bracket (two revisions, the second with a file) used twice by a frame,
 // and a bolt used once.
-std::string FrameDocument(const std::string& material, bool secondBracket = true) {
+std::string FrameDocument(const std::string& material, bool secondBracket = true, const std::string& bolt = "Bolt") {
   return R"(<?xml version="1.0" encoding="utf-8"?>
 <PLMXML xmlns="http://www.plmxml.org/Schemas/PLMXMLSchema" schemaVersion="6">
   <Product id="p1" productId="FR-100" name="Frame"/>
@@ -25,16 +25,15 @@ std::string FrameDocument(const std::string& material, bool secondBracket = true
     <UserData id="u1"><UserValue title="Material" value=")" + material + R"("/>
       <UserValue title="Supplier Code" value="ACME-7"/></UserData>
   </Product>
-  <Product id="p3" productId="BO-300" name="Bolt"/>
+  <Product id="p3" productId="BO-300" name=")" + bolt + R"("/>
   <ProductRevision id="r1" masterRef="#p1" revision="A" name="Frame"/>
   <ProductRevision id="r2" masterRef="#p2" revision="A" name="Bracket"/>
   <ProductRevision id="r3" masterRef="#p2" revision="B" name="Bracket">
     <AssociatedDataSet id="ad1" dataSetRef="#ds1" role="specification"/>
   </ProductRevision>
-  <ProductRevision id="r4" masterRef="#p3" revision="A" name="Bolt"/>
-  <DataSet id="ds1" name="bracket" type="STEP" memberRefs="#f1 #f2"/>
+  <ProductRevision id="r4" masterRef="#p3" revision="A" name=")" + bolt + R"("/>
+  <DataSet id="ds1" name="bracket" type="STEP" memberRefs="#f1"/>
   <ExternalFile id="f1" locationRef="cad/bracket.step" format="step"/>
-  <ExternalFile id="f2" locationRef="cad/missing.jt" format="jt"/>
   <ProductView id="v1" rootRefs="o1">
     <Occurrence id="o1" instancedRef="#r1" occurrenceRefs="o2 )" + std::string(secondBracket ? "o3 " : "") + R"(o4"/>
     <Occurrence id="o2" instancedRef="#r3" parentRef="#o1"><Transform>)" + kIdentity + R"(</Transform>
@@ -112,11 +111,9 @@ TEST_F(PlmxmlOpenTest, ADocumentBecomesPartsWithRevisionsReusedUsesAndFiles) {
   EXPECT_EQ(profile->GetAttributeValue(bracket, "Supplier_Code").ToString(), "ACME-7") << "a title added at run time";
   vqStlVector<UDMGenericDocument> files;
   profile->GetFileInfoList(bracket, files, true);
-  std::map<std::string, UDMGenericDocument> byName;
-  for (const UDMGenericDocument& file : files) byName[file.GetName().str()] = file;
-  ASSERT_EQ(byName.size(), 2u);
-  EXPECT_FALSE(byName["bracket.step"].GetContentKey().empty()) << "an existing file is kept in the vault";
-  EXPECT_TRUE(byName["missing.jt"].GetContentKey().empty()) << "a missing one stays a reference";
+  ASSERT_EQ(files.size(), 1u);
+  EXPECT_EQ(files[0].GetName(), "bracket.step");
+  EXPECT_FALSE(files[0].GetContentKey().empty()) << "the file is kept in the vault";
 
   const vqStlVector<UDMUseInfo> uses = Uses(Part(profile, "FR-100"));
   ASSERT_EQ(uses.size(), 3u);
@@ -157,7 +154,7 @@ TEST_F(PlmxmlOpenTest, OpeningAgainBringsChangesAsNewRevisionsAndNothingElse) {
   profile->Persist(checkedIn, "kept here", false, false, false);
   UDMProfileMgr::DiscardProfile(profile);
 
-  Write(FrameDocument("titanium", false));
+  Write(FrameDocument("titanium", false, "Hex bolt"));
   profile = Open();
   EXPECT_EQ(Count(profile, "cdef = 'UDMPart'", false), 3u) << "the same items, no duplicates";
   const UDMItemHandle bracket = Part(profile, "BR-200");
@@ -166,13 +163,48 @@ TEST_F(PlmxmlOpenTest, OpeningAgainBringsChangesAsNewRevisionsAndNothingElse) {
   const UDMItemHandle frame = Part(profile, "FR-100");
   EXPECT_EQ(frame.GetRevision(), 1) << "the frame's uses changed";
   EXPECT_EQ(Uses(frame).size(), 2u);
-  EXPECT_EQ(Part(profile, "BO-300").GetRevision(), 0) << "the bolt did not change";
+  const UDMItemHandle bolt = Part(profile, "BO-300");
+  EXPECT_EQ(bolt.GetRevision(), 1) << "a renamed part is the same part";
+  EXPECT_EQ(profile->GetDisplayName(bolt), "Hex bolt");
 }
 
-TEST_F(PlmxmlOpenTest, UnreadableOrMissingDocumentsAreRefusedAndNothingIsKept) {
-  Write("<PLMXML><Occurrence id=\"o1\" instancedRef=\"#nowhere\"/></PLMXML>");
+TEST_F(PlmxmlOpenTest, AnInstanceGraphOpensWithItsReusedParts) {
+  Write(R"(<PLMXML xmlns="http://www.plmxml.org/Schemas/PLMXMLSchema">
+  <ProductDef id="d1"><InstanceGraph id="g1" rootRefs="pi1">
+    <Part id="a1" name="Cart" productId="CA-1" revision="B" instanceRefs="i1 i2 i3"/>
+    <Part id="w1" name="Wheel" productId="WH-2" revision="A">
+      <UserData><UserValue title="Diameter" value="120"/></UserData>
+      <Representation id="rep1" format="step" location="cad/bracket.step"/>
+    </Part>
+    <Part id="h1" name="Handle" productId="HA-3" revision="A" instanceRefs="i4"/>
+    <ProductInstance id="pi1" partRef="#a1"/>
+    <Instance id="i1" partRef="#w1"><Transform>1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1</Transform></Instance>
+    <Instance id="i2" partRef="#w1"><Transform>1 0 0 0 0 1 0 0 0 0 1 0 500 0 0 1</Transform></Instance>
+    <Instance id="i3" partRef="#h1"/>
+    <Instance id="i4" partRef="#w1"/>
+  </InstanceGraph></ProductDef>
+</PLMXML>)");
+  boost::shared_ptr<IUDMProfile> profile = Open();
+  EXPECT_EQ(Count(profile, "cdef = 'UDMPart'", false), 3u);
+  const vqStlVector<UDMUseInfo> cart = Uses(Part(profile, "CA-1"));
+  ASSERT_EQ(cart.size(), 3u);
+  EXPECT_EQ(cart[0].child->GetUID(false), cart[1].child->GetUID(false)) << "one wheel, used twice";
+  EXPECT_EQ(cart[1].attributes.at("trfmtx").ToString(), "1 0 0 0 0 1 0 0 0 0 1 0 500 0 0 1");
+  const UDMItemHandle wheel = Part(profile, "WH-2");
+  EXPECT_EQ(profile->GetAttributeValue(wheel, "Diameter").ToString(), "120");
+  vqStlVector<UDMGenericDocument> files;
+  profile->GetFileInfoList(wheel, files, true);
+  EXPECT_EQ(files.size(), 1u);
+  vqStlVector<UDMWhereUsedInfo> users;
+  boost::dynamic_pointer_cast<UDMCoreEntityHandle>(wheel.GetEntityHandlePtr())->GetWhereUsed(users, 0);
+  EXPECT_EQ(users.size(), 3u) << "the cart and the handle, then the cart again above the handle";
+}
+
+TEST_F(PlmxmlOpenTest, BadDocumentsAreRefusedNamingTheElementAndChangeNothing) {
+  Write("<PLMXML>\n<Occurrence id=\"o1\" instancedRef=\"#nowhere\"/></PLMXML>");
   const UDMException broken = RaisedBy([&] { Open(); });
   EXPECT_EQ(broken.GetExceptionCategory(), ExcCatFile);
+  EXPECT_NE(std::string(broken.what()).find("Occurrence \"o1\" (line 2)"), std::string::npos) << broken.what();
   EXPECT_NE(std::string(broken.what()).find("nowhere"), std::string::npos) << broken.what();
   EXPECT_EQ(WorkingDirectories(), 0u);
 
@@ -180,6 +212,22 @@ TEST_F(PlmxmlOpenTest, UnreadableOrMissingDocumentsAreRefusedAndNothingIsKept) {
   const UDMException missing = RaisedBy([&] { Open(); });
   EXPECT_EQ(std::string(missing.what()), "File " + Document() + " does not exist.");
 
+  // A connection that loaded once keeps what it has when its document goes bad.
   Write(FrameDocument("steel"));
-  EXPECT_EQ(Count(Open(), "cdef = 'UDMPart'", false), 3u) << "a failed open caches nothing";
+  boost::shared_ptr<IUDMProfile> first = Open();
+  UDMProfileMgr::DiscardProfile(first);
+  Write(FrameDocument("titanium") + "<unclosed>");
+  EXPECT_EQ(RaisedBy([&] { Open(); }).GetExceptionSubCategory(), ExcSubSyntax);
+  const std::filesystem::path file = m_dir.path() / "supplier" / "cad" / "bracket.step";
+  std::filesystem::rename(file, file.string() + ".away");
+  Write(FrameDocument("titanium"));
+  const UDMException noFile = RaisedBy([&] { Open(); });
+  EXPECT_NE(std::string(noFile.what()).find("\"f1\" (line 16)"), std::string::npos) << noFile.what();
+  EXPECT_NE(std::string(noFile.what()).find("bracket.step, which does not exist"), std::string::npos);
+
+  std::filesystem::rename(file.string() + ".away", file);
+  Write(FrameDocument("steel"));
+  boost::shared_ptr<IUDMProfile> profile = Open();
+  EXPECT_EQ(Count(profile, "cdef = 'UDMPart'", true), 4u) << "nothing of the refused documents came in";
+  EXPECT_EQ(profile->GetAttributeValue(Part(profile, "BR-200"), "material").ToString(), "steel");
 }

@@ -183,30 +183,30 @@ TEST(Errors, BadDocumentsNameTheFileAndTheCulprit) {
   const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
       {"<Other/>", {"/data/in/doc.plmxml: not a PLM XML document"}},
       {"<PLMXML><Product id='a'></PLMXML>",
-       {"/data/in/doc.plmxml: malformed XML at byte 26: Start-end tags mismatch"}},
+       {"/data/in/doc.plmxml: malformed XML on line 1: Start-end tags mismatch"}},
       {Wrap(R"(<ProductRevision id="r" masterRef="#nope"/>)"),
        {"ProductRevision \"r\"", "\"nope\""}},
       {Wrap(R"(<ProductView id="v" rootRefs="ghost"/>)"),
-       {"ProductView \"v\": rootRefs", "\"ghost\""}},
+       {"ProductView \"v\" (line 1): rootRefs", "\"ghost\""}},
       {Wrap(R"(<ProductRevision id="r" masterRef="#r"/>)"),
-       {"masterRef names ProductRevision \"r\", not a Product"}},
+       {"masterRef names ProductRevision \"r\" (line 1), not a Product"}},
       {Wrap(revisions + R"(<Occurrence id="o" instancedRef="#p"/>)"),
        {"Occurrence \"o\"", "not a revision"}},
       {Wrap(revisions + R"(<ProductRevision id="r2" masterRef="#p" revision="r"/>)"),
        {"\"r2\"", "revision \"r\" of item \"P\""}},
-      {Wrap(revisions + R"(<Product id="r"/>)"), {"Product \"r\": the id is already used"}},
+      {Wrap(revisions + R"(<Product id="r"/>)"), {"Product \"r\" (line 1): the id is already used on line 1"}},
       {Wrap(R"(<ProductRevision id="r"><AssociatedDataSet dataSetRef="#f"/></ProductRevision>
                <ExternalFile id="f" locationRef="#gone"/>)"),
-       {"ExternalFile \"f\": locationRef names the missing id \"gone\""}},
+       {"ExternalFile \"f\" (line 2): locationRef names the missing id \"gone\""}},
       {Wrap(revisions + R"(<Occurrence id="o1" instancedRef="#r" occurrenceRefs="o2"/>
                            <Occurrence id="o2" instancedRef="#r"/>)"),
        {"structure cycle r -> r (through o2)"}},
       {Wrap(revisions + R"(<Instance id="i"/>
                            <Part id="x" instanceRefs="i"/>)"),
-       {"Instance \"i\": has no partRef"}},
+       {"Instance \"i\" (line 1): has no partRef"}},
       {Wrap(revisions + R"(<Occurrence id="o1" instancedRef="#r" occurrenceRefs="o2"/><Part id="x"/>
                            <Occurrence id="o2" instancedRef="#x"><Transform>1 0 0 1</Transform></Occurrence>)"),
-       {"Occurrence \"o2\": Transform holds 4 numbers"}},
+       {"Occurrence \"o2\" (line 2): Transform holds 4 numbers"}},
       {Wrap(R"(<Part id="x" instanceRefs="i"/><Part id="y"/><Instance id="i" partRef="#y">
                <Transform>1 0 0 0 0 1 0 0 0 0 1 0 0 0 x 1</Transform></Instance>)"),
        {"Instance \"i\"", "\"x\", not a number"}},

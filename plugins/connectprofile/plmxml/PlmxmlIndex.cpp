@@ -1,5 +1,7 @@
 #include "PlmxmlIndex.h"
 
+#include <algorithm>
+
 #include <cstring>
 #include <utility>
 
@@ -89,7 +91,13 @@ std::vector<std::string_view> Words(std::string_view text) {
   return words;
 }
 
-Index::Index(pugi::xml_node root, std::string documentPath) : m_path(std::move(documentPath)) {
+int LineAt(std::string_view text, std::size_t offset) {
+  const std::string_view before = text.substr(0, std::min(offset, text.size()));
+  return 1 + static_cast<int>(std::count(before.begin(), before.end(), '\n'));
+}
+
+Index::Index(pugi::xml_node root, std::string documentPath, std::string_view text)
+    : m_path(std::move(documentPath)), m_text(text) {
   for (pugi::xml_node node = root; node; node = NextElement(node, root)) {
     const Kind kind = KindOf(LocalName(node.name()));
     const std::string_view id = Trimmed(Attribute(node, "id").value());
@@ -97,8 +105,7 @@ Index::Index(pugi::xml_node root, std::string documentPath) : m_path(std::move(d
     if (!id.empty()) {
       const auto [known, added] = m_byId.emplace(id, m_elements.size());
       if (!added) {
-        Fail(node, "the id is already used at byte " +
-                       std::to_string(m_elements[known->second].node.offset_debug()));
+        Fail(node, "the id is already used on line " + std::to_string(LineOf(m_elements[known->second].node)));
       }
     }
     m_elements.push_back({node, kind, id});
@@ -132,8 +139,8 @@ std::vector<std::size_t> Index::Refs(pugi::xml_node from, std::string_view attri
 std::string Index::Describe(pugi::xml_node node) const {
   std::string text(LocalName(node.name()));
   const std::string_view id = Trimmed(Attribute(node, "id").value());
-  if (!id.empty()) return text + " \"" + std::string(id) + "\"";
-  return text + " at byte " + std::to_string(node.offset_debug());
+  if (!id.empty()) text += " \"" + std::string(id) + "\"";
+  return text + " (line " + std::to_string(LineOf(node)) + ")";
 }
 
 void Index::Fail(const std::string& what) const { throw ReadError(m_path + ": " + what); }

@@ -46,10 +46,14 @@ std::string_view Trimmed(std::string_view text);
 // The words of an XML list value, split at whitespace.
 std::vector<std::string_view> Words(std::string_view text);
 
+// The line, from 1, that byte `offset` of `text` is on.
+int LineAt(std::string_view text, std::size_t offset);
+
 class Index {
  public:
-  // Holds views into `root`'s document, which must outlive the index.
-  Index(pugi::xml_node root, std::string documentPath);
+  // Holds views into `root`'s document and into `text`, the bytes it was
+  // parsed from (for line numbers), which must outlive the index.
+  Index(pugi::xml_node root, std::string documentPath, std::string_view text);
 
   const std::vector<Element>& elements() const { return m_elements; }
   const Element& operator[](std::size_t at) const { return m_elements[at]; }
@@ -59,8 +63,10 @@ class Index {
   // The elements a space-separated list of ids names, '#' optional, in list order.
   std::vector<std::size_t> Refs(pugi::xml_node from, std::string_view attribute) const;
 
-  // `Occurrence "o1"`, or `Occurrence at byte 120` for an element without id.
+  // `Occurrence "o1" (line 12)`, or `Occurrence (line 12)` for an element without id.
   std::string Describe(pugi::xml_node node) const;
+  // The line of the document a node starts on, from 1.
+  int LineOf(pugi::xml_node node) const { return LineAt(m_text, static_cast<std::size_t>(node.offset_debug())); }
   std::string Describe(std::size_t at) const { return Describe(m_elements[at].node); }
 
   [[noreturn]] void Fail(const std::string& what) const;
@@ -70,6 +76,7 @@ class Index {
   std::size_t Find(pugi::xml_node from, std::string_view attribute, std::string_view id) const;
 
   std::string m_path;
+  std::string_view m_text;
   std::vector<Element> m_elements;  // those of a known kind or with an id
   std::unordered_map<std::string_view, std::size_t> m_byId;
 };

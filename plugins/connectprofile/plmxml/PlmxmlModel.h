@@ -24,6 +24,7 @@ struct FileRef {
   std::string format;    // "format" attribute, else the extension without the dot
   std::string role;      // the attachment or dataset role, when one is given
   std::string elementId; // id of the element that carries the location
+  int line = 0;          // where that element is in the document, from 1
 };
 
 struct Revision {

@@ -25,6 +25,7 @@ using detail::DecodedLocation;
 using detail::Element;
 using detail::Index;
 using detail::Kind;
+using detail::LineAt;
 using detail::kNone;
 using detail::LocalName;
 using detail::ReadTransform;
@@ -261,6 +262,7 @@ class Builder {
       file.format = path.extension().string().substr(1);
     file.role = role;
     file.elementId = Value(node, "id");
+    file.line = m_index.LineOf(node);
     RevisionOf(revision).files.push_back(std::move(file));
   }
 
@@ -384,7 +386,8 @@ Document ParseDocument(const std::string& xml, const std::string& documentPath) 
   pugi::xml_document document;
   const pugi::xml_parse_result parsed = document.load_buffer(xml.data(), xml.size());
   if (!parsed) {
-    throw ReadError(documentPath + ": malformed XML at byte " + std::to_string(parsed.offset) +
+    throw ReadError(documentPath + ": malformed XML on line " +
+                    std::to_string(LineAt(xml, static_cast<std::size_t>(parsed.offset))) +
                     ": " + parsed.description());
   }
   const pugi::xml_node root = document.document_element();
@@ -392,7 +395,7 @@ Document ParseDocument(const std::string& xml, const std::string& documentPath) 
     throw ReadError(documentPath + ": not a PLM XML document (the root element is <" + root.name() +
                     ">)");
   }
-  const Index index(root, documentPath);
+  const Index index(root, documentPath, xml);
   const fs::path directory =
       fs::absolute(documentPath.empty() ? fs::path(".") : fs::path(documentPath)).parent_path();
   return Builder(index, directory).Build();

@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 using detail::Editor;
 using detail::FileWriter;
 using detail::Index;
+using detail::LineAt;
 using detail::KeyOf;
 using detail::KeyPair;
 using detail::kNone;
@@ -225,11 +226,12 @@ std::string WriteDocument(const std::string& originalXml, const Document& desire
                            pugi::parse_default | pugi::parse_declaration | pugi::parse_comments |
                                pugi::parse_pi | pugi::parse_doctype);
   if (!parsed) {
-    throw ReadError(documentPath + ": malformed XML at byte " + std::to_string(parsed.offset) +
+    throw ReadError(documentPath + ": malformed XML on line " +
+                    std::to_string(LineAt(originalXml, static_cast<std::size_t>(parsed.offset))) +
                     ": " + parsed.description());
   }
   const pugi::xml_node root = document.document_element();
-  const Index index(root, documentPath);
+  const Index index(root, documentPath, originalXml);
   Editor editor(root);
   const fs::path directory =
       fs::absolute(documentPath.empty() ? fs::path(".") : fs::path(documentPath)).parent_path();

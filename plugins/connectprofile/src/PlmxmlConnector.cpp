@@ -77,6 +77,23 @@ plmxml::Document Parse(const std::string& text, const std::string& path) {
 
 // The part definition's attributes, with those the mapping keeps every
 // revision's identity in, whether or not this document fills them.
+// A document whose files are not all there is not loaded: a part without
+// its geometry would pass for complete.
+void RequireFiles(const plmxml::Document& document, const std::string& path) {
+  for (const plmxml::Item& item : document.items) {
+    for (const plmxml::Revision& revision : item.revisions) {
+      for (const plmxml::FileRef& file : revision.files) {
+        std::error_code error;
+        if (fs::is_regular_file(file.path, error)) continue;
+        ThrowFileException(kSignature,
+                           path + ": the file element \"" + file.elementId + "\" (line " + std::to_string(file.line) +
+                               ") names " + file.path + ", which does not exist",
+                           ExcSubNotFound);
+      }
+    }
+  }
+}
+
 PartAttributes AttributesOf(IUDMProfile& profile) {
   vqStlVector<UDMCdefMetaData> declared;
   profile.GetMetaData("UDMPart", declared);
@@ -168,6 +185,7 @@ void PlmxmlConnector::Open(IUDMProfile& profile, const vqString& workingDir) {
   if (hash == state.documentHash) return;
 
   const plmxml::Document read = Parse(text, m_document);
+  RequireFiles(read, m_document);
   PartAttributes attributes = AttributesOf(profile);
   const ScratchDirectory package(fs::path(workingDir.str()) / "plmxml-package");
   const LatestRevision latest = [&](const std::string& id) {

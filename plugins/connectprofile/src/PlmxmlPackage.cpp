@@ -270,37 +270,34 @@ class PackageWriter {
             {"comment", m_comment}, {"attributes", attributes}, {"files", std::move(files)}};
   }
 
-  // A file that exists goes into the package; one that does not is kept as
-  // an external file, so the reference is not lost.
+  // Files go into the package once per content (the connector has made
+  // sure they exist).
   json FileOf(const plmxml::FileRef& file, std::set<std::string>& names) {
     const fs::path path(file.path);
     std::string name = path.filename().string();
-    for (int n = 2; !names.insert(name).second; ++n) name = path.stem().string() + "-" + std::to_string(n) + path.extension().string();
-    std::error_code error;
-    const bool present = fs::is_regular_file(path, error);
-    json key = nullptr;
-    std::uintmax_t size = 0;
-    std::string modified = m_now;
-    if (present) {
-      const std::string contentKey = ContentKey(path);
-      if (!m_directory.empty() && m_stored.insert(contentKey).second) {
-        const fs::path target = m_directory / "contents" / contentKey;
-        fs::create_directories(target.parent_path());
-        fs::create_hard_link(path, target, error);
-        if (error && !fs::copy_file(path, target, error)) {
-          ThrowFileException(kSignature, "cannot copy " + file.path + ": " + error.message(), ExcSubIo);
-        }
-        m_contents.push_back(contentKey);
-      }
-      key = contentKey;
-      size = fs::file_size(path);
-      // The file clock's epoch is not the system clock's before C++20.
-      modified = IsoTime(std::chrono::system_clock::now() + std::chrono::duration_cast<std::chrono::system_clock::duration>(
-                                                                fs::last_write_time(path) - fs::file_time_type::clock::now()));
+    for (int n = 2; !names.insert(name).second; ++n) {
+      name = path.stem().string() + "-" + std::to_string(n) + path.extension().string();
     }
-    return {{"kind", 0},          {"name", name},       {"folder", ""},          {"key", key},
-            {"size", size},       {"modified", modified}, {"added", m_now},       {"source", file.path},
-            {"imageType", 0},     {"description", file.format.empty() ? json() : json(file.format)},
+    const std::string key = ContentKey(path);
+    std::error_code error;
+    if (!m_directory.empty() && m_stored.insert(key).second) {
+      const fs::path target = m_directory / "contents" / key;
+      fs::create_directories(target.parent_path());
+      fs::create_hard_link(path, target, error);
+      if (error && !fs::copy_file(path, target, error)) {
+        ThrowFileException(kSignature, "cannot copy " + file.path + ": " + error.message(), ExcSubIo);
+      }
+      m_contents.push_back(key);
+    }
+    const auto size = fs::file_size(path, error);
+    if (error) ThrowFileException(kSignature, "cannot read " + file.path + ": " + error.message(), ExcSubIo);
+    // The file clock's epoch is not the system clock's before C++20.
+    const std::string modified = IsoTime(std::chrono::system_clock::now() +
+                                         std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                                             fs::last_write_time(path) - fs::file_time_type::clock::now()));
+    return {{"kind", 0},     {"name", name},         {"folder", ""},    {"key", key},
+            {"size", size},  {"modified", modified}, {"added", m_now},  {"source", file.path},
+            {"imageType", 0}, {"description", file.format.empty() ? json() : json(file.format)},
             {"default", false}};
   }
 
