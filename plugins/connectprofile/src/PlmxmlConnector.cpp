@@ -32,8 +32,13 @@ const char* const kStateFile = "plmxml-state.json";
 
 std::string ReadText(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);
-  if (!in) ThrowFileException(kSignature, "cannot read " + file.string(), ExcSubIo);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  std::error_code error;
+  const auto size = fs::file_size(file, error);
+  std::string text(error ? 0 : size, '\0');
+  if (!in || !in.read(text.data(), static_cast<std::streamsize>(text.size()))) {
+    ThrowFileException(kSignature, "cannot read " + file.string(), ExcSubIo);
+  }
+  return text;
 }
 
 // The document's bytes decide whether anything needs reading at all.
@@ -110,18 +115,26 @@ struct State {
   LoadState loaded;
 };
 
-// A state that cannot be read counts as none: the import skips what the
-// repository has, so loading again only costs time.
+// The state file: the document's hash on the first line, so that an
+// unchanged document is recognised without reading the rest, then the items
+// as JSON. A state that cannot be read counts as none: the import skips what
+// the repository has, so loading again only costs time.
+std::string ReadStateHash(const fs::path& file) {
+  std::ifstream in(file);
+  std::string hash;
+  std::getline(in, hash);
+  return hash;
+}
+
 State ReadState(const fs::path& file) {
   State state;
   std::ifstream in(file);
-  if (!in) return state;
+  std::string hash;
+  if (!std::getline(in, hash)) return state;
   const json stored = json::parse(in, nullptr, false);
   if (!stored.is_object()) return state;
   try {
-    state.documentHash = stored.value("document", "");
-    const json items = stored.value("items", json::object());
-    for (const auto& [key, item] : items.items()) {
+    for (const auto& [key, item] : stored.items()) {
       LoadedItem& loaded = state.loaded[key];
       loaded.id = item.at("id").get<std::string>();
       for (const json& r : item.at("revisions")) {
@@ -131,6 +144,7 @@ State ReadState(const fs::path& file) {
   } catch (const json::exception&) {
     return State();
   }
+  state.documentHash = hash;
   return state;
 }
 
@@ -145,7 +159,7 @@ void WriteState(const fs::path& file, const State& state) {
   const fs::path temporary = file.string() + ".tmp";
   {
     std::ofstream out(temporary);
-    out << json{{"document", state.documentHash}, {"items", std::move(items)}}.dump();
+    out << state.documentHash << "\n" << items.dump();
     if (!out.flush()) ThrowFileException(kSignature, "cannot write " + temporary.string(), ExcSubIo);
   }
   std::error_code error;
@@ -179,10 +193,10 @@ void PlmxmlConnector::Open(IUDMProfile& profile, const vqString& workingDir) {
     ThrowFileException(kSignature, "File " + m_document + " does not exist.", ExcSubNotFound);
   }
   const fs::path stateFile = fs::path(workingDir.str()) / kStateFile;
-  State state = ReadState(stateFile);
   const std::string text = ReadText(document);
   const std::string hash = TextHash(text);
-  if (hash == state.documentHash) return;
+  if (hash == ReadStateHash(stateFile)) return;
+  State state = ReadState(stateFile);
 
   const plmxml::Document read = Parse(text, m_document);
   RequireFiles(read, m_document);
