@@ -9,11 +9,11 @@
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
-#include <sodium.h>
 
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
 
+#include "Hashes.h"
 #include "PlmxmlPackage.h"
 #include "PlmxmlReader.h"
 #include "PlmxmlWriter.h"
@@ -39,16 +39,6 @@ std::string ReadText(const fs::path& file) {
     ThrowFileException(kSignature, "cannot read " + file.string(), ExcSubIo);
   }
   return text;
-}
-
-// The document's bytes decide whether anything needs reading at all.
-std::string TextHash(const std::string& text) {
-  unsigned char digest[32];
-  crypto_generichash(digest, sizeof digest, reinterpret_cast<const unsigned char*>(text.data()), text.size(), nullptr,
-                     0);
-  char hex[65];
-  sodium_bin2hex(hex, sizeof hex, digest, sizeof digest);
-  return hex;
 }
 
 // Beside the document, synced, then renamed over it: readers see the old
@@ -194,7 +184,7 @@ void PlmxmlConnector::Open(IUDMProfile& profile, const vqString& workingDir) {
   }
   const fs::path stateFile = fs::path(workingDir.str()) / kStateFile;
   const std::string text = ReadText(document);
-  const std::string hash = TextHash(text);
+  const std::string hash = HashText(text);
   if (hash == ReadStateHash(stateFile)) return;
   State state = ReadState(stateFile);
 
@@ -227,7 +217,7 @@ void PlmxmlConnector::WriteBack(IUDMProfile& profile, const vqString& workingDir
   const fs::path stateFile = fs::path(workingDir.str()) / kStateFile;
   State state = ReadState(stateFile);
   const std::string original = ReadText(m_document);
-  if (TextHash(original) != state.documentHash) {
+  if (HashText(original) != state.documentHash) {
     ThrowStateException(kWriteSignature,
                         "the document " + m_document +
                             " changed since it was loaded; open the connection again to bring its changes in first",
@@ -244,7 +234,7 @@ void PlmxmlConnector::WriteBack(IUDMProfile& profile, const vqString& workingDir
   ReplaceFile(m_document, written);
   // What was written counts as loaded: it must not come back as changes.
   RecordLoaded(Parse(written, m_document), attributes, state.loaded);
-  state.documentHash = TextHash(written);
+  state.documentHash = HashText(written);
   WriteState(stateFile, state);
 }
 

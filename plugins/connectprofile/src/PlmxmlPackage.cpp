@@ -1,5 +1,7 @@
 #include "PlmxmlPackage.h"
 
+#include "Hashes.h"
+
 #include <algorithm>
 #include <chrono>
 #include <ctime>
@@ -9,7 +11,6 @@
 #include <set>
 
 #include <nlohmann/json.hpp>
-#include <sodium.h>
 
 #include <vqkudm/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
@@ -27,13 +28,6 @@ const char* const kSignature =
     "std::string &,const std::string &)";
 const char* const kPartDefinition = "UDMPart";
 const char* const kPartsGroup = "parts";
-
-std::string Hex(const unsigned char* bytes, size_t size) {
-  std::string hex(size * 2 + 1, '\0');
-  sodium_bin2hex(hex.data(), hex.size(), bytes, size);
-  hex.pop_back();
-  return hex;
-}
 
 std::string IsoTime(std::chrono::system_clock::time_point when) {
   const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(when.time_since_epoch()).count();
@@ -58,32 +52,12 @@ json UseAttribute(const PackageValue& value) {
   return json::array({value.type, value.text ? json(*value.text) : json(), value.number.value_or(0.0)});
 }
 
-// The content key the vault gives a file's bytes.
-std::string ContentKey(const fs::path& file) {
-  crypto_generichash_state state;
-  crypto_generichash_init(&state, nullptr, 0, 32);
-  std::ifstream in(file, std::ios::binary);
-  char buffer[1 << 16];
-  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
-    crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(buffer),
-                              static_cast<unsigned long long>(in.gcount()));
-  }
-  if (in.bad()) ThrowFileException(kSignature, "cannot read " + file.string(), ExcSubIo);
-  unsigned char digest[32];
-  crypto_generichash_final(&state, digest, sizeof digest);
-  return Hex(digest, sizeof digest);
-}
-
 // What a revision brings, without the times of this load: equal when a
 // later load finds the same revision in the document.
 std::string Fingerprint(const json& revision, const std::vector<json>& uses) {
   json files = json::array();
   for (const json& file : revision["files"]) files.push_back({file["name"], file["key"], file["source"]});
-  const std::string text = json{revision["name"], revision["attributes"], files, uses}.dump();
-  unsigned char digest[16];
-  crypto_generichash(digest, sizeof digest, reinterpret_cast<const unsigned char*>(text.data()), text.size(), nullptr,
-                     0);
-  return Hex(digest, sizeof digest);
+  return HashText(json{revision["name"], revision["attributes"], files, uses}.dump(), 16);
 }
 
 class PackageWriter {
@@ -278,7 +252,7 @@ class PackageWriter {
     for (int n = 2; !names.insert(name).second; ++n) {
       name = path.stem().string() + "-" + std::to_string(n) + path.extension().string();
     }
-    const std::string key = ContentKey(path);
+    const std::string key = HashFile(path);
     std::error_code error;
     if (!m_directory.empty() && m_stored.insert(key).second) {
       const fs::path target = m_directory / "contents" / key;
@@ -373,13 +347,7 @@ class PackageWriter {
 
 }  // namespace
 
-std::string PartId(const std::string& itemKey) {
-  const std::string input = "plmxml item\n" + itemKey;
-  unsigned char digest[16];
-  crypto_generichash(digest, sizeof digest, reinterpret_cast<const unsigned char*>(input.data()), input.size(),
-                     nullptr, 0);
-  return Hex(digest, sizeof digest);
-}
+std::string PartId(const std::string& itemKey) { return HashText("plmxml item\n" + itemKey, 16); }
 
 size_t WritePackage(const plmxml::Document& document, PartAttributes& attributes, LoadState& state,
                     const LatestRevision& latestRevision, const std::string& user, const std::string& comment,
