@@ -136,6 +136,11 @@ std::vector<std::size_t> Index::Refs(pugi::xml_node from, std::string_view attri
   return found;
 }
 
+int Index::LineOfId(std::string_view id) const {
+  const auto found = m_byId.find(id);
+  return found == m_byId.end() ? 0 : LineOf(m_elements[found->second].node);
+}
+
 std::string Index::Describe(pugi::xml_node node) const {
   std::string text(LocalName(node.name()));
   const std::string_view id = Trimmed(Attribute(node, "id").value());

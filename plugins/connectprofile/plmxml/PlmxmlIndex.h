@@ -67,6 +67,8 @@ class Index {
   std::string Describe(pugi::xml_node node) const;
   // The line of the document a node starts on, from 1.
   int LineOf(pugi::xml_node node) const { return LineAt(m_text, static_cast<std::size_t>(node.offset_debug())); }
+  // The line of the element of that id; 0 when there is none.
+  int LineOfId(std::string_view id) const;
   std::string Describe(std::size_t at) const { return Describe(m_elements[at].node); }
 
   [[noreturn]] void Fail(const std::string& what) const;

@@ -303,8 +303,8 @@ class Builder {
     for (; step != path.end(); ++step) {
       const Place& place = m_places[step->first];
       revisions += m_document.items[place.item].revisions[place.revision].elementId + " -> ";
-      uses += (uses.empty() ? "" : ", ") +
-              m_document.uses[usesFrom[step->first][step->second - 1]].elementId;
+      const std::string& use = m_document.uses[usesFrom[step->first][step->second - 1]].elementId;
+      uses += (uses.empty() ? "" : ", ") + use + " on line " + std::to_string(m_index.LineOfId(use));
     }
     const Place& place = m_places[back];
     revisions += m_document.items[place.item].revisions[place.revision].elementId;
