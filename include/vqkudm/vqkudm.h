@@ -9,6 +9,7 @@
 #include <vqkudm/UDMDataConnectionMgr.h>
 #include <vqkudm/UDMNames.h>
 #include <vqkudm/UDMPartNames.h>
+#include <vqkudm/UDMProfileExtensions.h>
 #include <vqkudm/UDMProfileMgr.h>
 #include <vqkudm/UDMProfileUpdate.h>
 #include <vqkudmrt/IUDMSession.h>

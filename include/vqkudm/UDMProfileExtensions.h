@@ -1,0 +1,38 @@
+#pragma once
+
+// What a tool that works across processes needs beyond IUDMProfile: the
+// profile keeps a user's work only for the life of its session, while
+// IUDMProfile::Save leaves drafts that a later session of the same user may
+// take up again.
+
+#include <boost/shared_ptr.hpp>
+
+#include <vqkudm/IUDMProfile.h>
+#include <vqkudm/vqkudmApi.h>
+
+namespace vqkudm {
+
+// One item of the user's saved work, taken up by the profile's session.
+struct UDMResumedWork {
+  UDMItemHandle item;
+  // Never checked in: the draft is the item's only state.
+  bool isNew = false;
+  // Its attributes differ from the stored revision it was checked out from
+  // (always true for a new item).
+  bool modified = false;
+};
+
+class VQKUDM_API UDMProfileExtensions {
+ public:
+  // Takes up in the profile's session the drafts its user saved in earlier
+  // sessions (UDMSession::ResumeDrafts): the user's check-out locks move to
+  // this session, and every draft becomes a checked-out item again (a new
+  // one when it was never checked in), so it can be edited, saved, checked
+  // in or undone here. Drafts the session holds already are skipped.
+  // Appends one entry per item taken up. Raises when the profile is null or
+  // its session gone, and when a draft is of a definition the session's
+  // schema lacks.
+  static void ResumeSavedWork(const boost::shared_ptr<IUDMProfile>& profile, vqStlVector<UDMResumedWork>& out);
+};
+
+}  // namespace vqkudm

@@ -1,0 +1,62 @@
+#include <vqkudm/UDMProfileExtensions.h>
+
+#include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/UDMFramework.h>
+#include <vqkudmrt/UDMItem.h>
+#include <vqkudmrt/UDMQueryResults.h>
+#include <vqkudmrt/UDMQuerySettings.h>
+#include <vqkudmrt/UDMSession.h>
+
+#include "../foundation/SignatureText.h"
+
+namespace vqkudm {
+
+namespace {
+
+// The attributes users set, as text: system attributes change with every
+// save (the name is a row's field of its own), and stored numbers may come
+// back in another width.
+vqStlMap<vqString, vqString> UserAttributes(const vqStlMap<vqString, vqVariant>& attributes) {
+  vqStlMap<vqString, vqString> out;
+  for (const auto& [name, value] : attributes) {
+    if (name.find("smd_") == 0) continue;
+    out[name] = value.ToString();
+  }
+  return out;
+}
+
+bool DiffersFromStored(UDMSession& session, const UDMItem& item) {
+  UDMQueryResults stored;
+  session.QueryPaged(stored, "uid = '" + item.GetUID().ToString() + "'", 0, 1, UDMQuerySettings(), true, true,
+                     false);
+  if (stored.GetEntities().empty()) return true;
+  const UDMQueryResultEntity& row = stored.GetEntities().front();
+  return row.GetName() != item.GetName() || UserAttributes(row.GetContent()) != UserAttributes(item.GetAttributes());
+}
+
+}  // namespace
+
+void UDMProfileExtensions::ResumeSavedWork(const boost::shared_ptr<IUDMProfile>& profile,
+                                           vqStlVector<UDMResumedWork>& out) {
+  static const char* const kSignature =
+      VQ_SIG("void", "UDMProfileExtensions",
+             "ResumeSavedWork(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,"
+             "class vqStlVector<struct vqkudm::UDMResumedWork> &)");
+  if (!profile) ThrowNullArgument(kSignature, "profile ");
+  boost::shared_ptr<UDMSession> session =
+      boost::dynamic_pointer_cast<UDMSession>(UDMFramework::GetInstance()->FindSession(profile->GetSessionId()));
+  if (!session) {
+    ThrowUDMException(kSignature, "the session of the profile is gone", ExcCatState, ExcSubNull);
+  }
+  vqStlVector<boost::shared_ptr<UDMItem>> items;
+  session->ResumeDrafts(items);
+  for (const boost::shared_ptr<UDMItem>& item : items) {
+    UDMResumedWork work;
+    work.item = profile->GetUDMItemHandle(item->GetUID().ToString());
+    work.isNew = item->IsNew();
+    work.modified = work.isNew || DiffersFromStored(*session, *item);
+    out.push_back(work);
+  }
+}
+
+}  // namespace vqkudm

@@ -1,0 +1,161 @@
+#include "ItemNames.h"
+
+#include <algorithm>
+#include <cctype>
+#include <set>
+
+#include "Failure.h"
+
+namespace udm {
+
+namespace {
+
+constexpr std::size_t kDmidLength = 32;
+// Deeper than any real structure; stops a walk up a structure that loops.
+constexpr int kMaxDepth = 256;
+
+bool AllOf(const std::string& text, int (*test)(int)) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [test](unsigned char c) { return test(c); });
+}
+
+bool IsDmid(const std::string& text) { return text.size() == kDmidLength && AllOf(text, ::isxdigit); }
+
+bool IsRevisionId(const std::string& text) {
+  return text.size() > kDmidLength && IsDmid(text.substr(0, kDmidLength)) && AllOf(text.substr(kDmidLength), ::isdigit);
+}
+
+std::string DmidOf(const vqkudm::UDMItemHandle& item) { return item.GetUID().substr(0, kDmidLength); }
+
+[[noreturn]] void NotFound(const std::string& text) {
+  Refuse("", "no item \"" + text + "\"", vqkudm::ExcSubNotFound);
+}
+
+}  // namespace
+
+boost::shared_ptr<vqkudm::UDMCoreEntityHandle> Core(const vqkudm::UDMItemHandle& item) {
+  return boost::dynamic_pointer_cast<vqkudm::UDMCoreEntityHandle>(item.GetEntityHandlePtr());
+}
+
+std::string QueryLiteral(const std::string& text) {
+  std::string literal = "'";
+  for (char c : text) literal += c == '\'' ? std::string("''") : std::string(1, c);
+  return literal + "'";
+}
+
+vqkudm::UDMItemHandle ItemNames::Resolve(const std::string& text) const {
+  const std::size_t at = text.rfind('@');
+  if (at == std::string::npos || !AllOf(text.substr(at + 1), ::isdigit)) return ResolveLatest(text);
+  const vqkudm::UDMItemHandle item = ResolveLatest(text.substr(0, at));
+  const std::string revision = text.substr(at + 1);
+  int number = 0;
+  if (!vqString(revision).ToInt(number) || number > item.GetLatestRevision() || revision != std::to_string(number)) {
+    Refuse("", "\"" + text.substr(0, at) + "\" has no stored revision " + revision, vqkudm::ExcSubNotFound);
+  }
+  return m_repository.profile().GetUDMItemHandle(DmidOf(item) + revision);
+}
+
+vqkudm::UDMItemHandle ItemNames::ResolveLatest(const std::string& text) const {
+  if (text.empty()) Refuse("", "an item name is empty", vqkudm::ExcSubEmpty);
+  if (IsDmid(text)) return ByDmid(text);
+  if (IsRevisionId(text)) {
+    try {
+      return m_repository.profile().GetUDMItemHandle(text);
+    } catch (const vqkudm::UDMException&) {
+      NotFound(text);
+    }
+  }
+  if (text.find('/') != std::string::npos) return ByPath(text);
+  return Unique(text, nullptr);
+}
+
+vqkudm::UDMItemHandle ItemNames::ByDmid(const std::string& dmid) const {
+  for (const vqkudm::UDMResumedWork& work : m_repository.work()) {
+    if (DmidOf(work.item) == dmid) return work.item;
+  }
+  vqStlVector<vqkudm::UDMItemHandle> found;
+  m_repository.profile().QueryEntities(found, "uid like " + QueryLiteral(dmid + "*"),
+                                        vqkudm::UDMQuerySettingHandle(), false, false);
+  if (found.empty()) NotFound(dmid);
+  return found.front();
+}
+
+vqkudm::UDMItemHandle ItemNames::ByPath(const std::string& path) const {
+  vqStlVector<vqkudm::UDMItemHandle> scope = Roots();
+  vqkudm::UDMItemHandle item;
+  std::size_t start = 0;
+  while (start <= path.size()) {
+    const std::size_t slash = std::min(path.find('/', start), path.size());
+    const std::string name = path.substr(start, slash - start);
+    if (!name.empty()) {
+      item = Unique(name, &scope);
+      scope.clear();
+      vqStlVector<vqkudm::UDMUseInfo> uses;
+      Core(item)->GetUses(uses, "");
+      for (const vqkudm::UDMUseInfo& use : uses) {
+        scope.push_back(m_repository.profile().GetUDMItemHandle(use.child->GetUID(true)));
+      }
+    }
+    start = slash + 1;
+  }
+  if (item.IsEmpty()) NotFound(path);
+  return item;
+}
+
+vqkudm::UDMItemHandle ItemNames::Unique(const std::string& name,
+                                        const vqStlVector<vqkudm::UDMItemHandle>* scope) const {
+  vqStlVector<vqkudm::UDMItemHandle> candidates;
+  std::set<std::string> seen;
+  for (const vqkudm::UDMItemHandle& item : scope ? *scope : Named(name)) {
+    if (item.GetDisplayName() == name && seen.insert(DmidOf(item)).second) candidates.push_back(item);
+  }
+  if (candidates.empty()) NotFound(name);
+  if (candidates.size() > 1) {
+    std::string paths;
+    for (const vqkudm::UDMItemHandle& candidate : candidates) {
+      paths += (paths.empty() ? "" : ", ") + PathOf(candidate) + " (" + candidate.GetUID() + ")";
+    }
+    Refuse("", "\"" + name + "\" names several items: " + paths, vqkudm::ExcSubConflict);
+  }
+  return candidates.front();
+}
+
+vqStlVector<vqkudm::UDMItemHandle> ItemNames::Named(const std::string& name) const {
+  vqStlVector<vqkudm::UDMItemHandle> found;
+  // The user's own work first: new items are in no query, and an edited
+  // one may have been renamed.
+  for (const vqkudm::UDMResumedWork& work : m_repository.work()) found.push_back(work.item);
+  m_repository.profile().QueryEntities(found, "name = " + QueryLiteral(name), vqkudm::UDMQuerySettingHandle(),
+                                        false, false);
+  return found;
+}
+
+std::string ItemNames::PathOf(const vqkudm::UDMItemHandle& item) const {
+  std::string path = item.GetDisplayName();
+  boost::shared_ptr<vqkudm::IUDMEntityHandle> entity = item.GetEntityHandlePtr();
+  for (int depth = 0; depth < kMaxDepth; ++depth) {
+    vqStlVector<boost::shared_ptr<vqkudm::IUDMEntityHandle>> parents;
+    boost::dynamic_pointer_cast<vqkudm::UDMCoreEntityHandle>(entity)->GetParents(parents, 1, false);
+    if (parents.empty()) break;
+    entity = parents.front();
+    path = m_repository.profile().GetUDMItemHandle(entity->GetUID(true)).GetDisplayName() + "/" + path;
+  }
+  return path;
+}
+
+vqStlVector<vqkudm::UDMItemHandle> ItemNames::Roots() const {
+  vqStlVector<vqkudm::UDMItemHandle> all;
+  std::set<std::string> seen;
+  for (const vqkudm::UDMResumedWork& work : m_repository.work()) {
+    if (work.isNew) all.push_back(work.item);
+  }
+  m_repository.profile().QueryEntities(all, "", vqkudm::UDMQuerySettingHandle(), false, false);
+  vqStlVector<vqkudm::UDMItemHandle> roots;
+  for (const vqkudm::UDMItemHandle& item : all) {
+    vqStlVector<boost::shared_ptr<vqkudm::IUDMEntityHandle>> parents;
+    Core(item)->GetParents(parents, 1, false);
+    if (parents.empty() && seen.insert(DmidOf(item)).second) roots.push_back(item);
+  }
+  return roots;
+}
+
+}  // namespace udm
