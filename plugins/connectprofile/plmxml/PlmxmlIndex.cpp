@@ -136,6 +136,17 @@ std::vector<std::size_t> Index::Refs(pugi::xml_node from, std::string_view attri
   return found;
 }
 
+int Index::LineOf(pugi::xml_node node) const {
+  if (!m_lineBreaksFound) {
+    for (std::size_t at = m_text.find('\n'); at != std::string_view::npos; at = m_text.find('\n', at + 1)) {
+      m_lineBreaks.push_back(at);
+    }
+    m_lineBreaksFound = true;
+  }
+  const auto offset = static_cast<std::size_t>(node.offset_debug());
+  return 1 + static_cast<int>(std::lower_bound(m_lineBreaks.begin(), m_lineBreaks.end(), offset) - m_lineBreaks.begin());
+}
+
 int Index::LineOfId(std::string_view id) const {
   const auto found = m_byId.find(id);
   return found == m_byId.end() ? 0 : LineOf(m_elements[found->second].node);

@@ -66,7 +66,7 @@ class Index {
   // `Occurrence "o1" (line 12)`, or `Occurrence (line 12)` for an element without id.
   std::string Describe(pugi::xml_node node) const;
   // The line of the document a node starts on, from 1.
-  int LineOf(pugi::xml_node node) const { return LineAt(m_text, static_cast<std::size_t>(node.offset_debug())); }
+  int LineOf(pugi::xml_node node) const;
   // The line of the element of that id; 0 when there is none.
   int LineOfId(std::string_view id) const;
   std::string Describe(std::size_t at) const { return Describe(m_elements[at].node); }
@@ -79,6 +79,10 @@ class Index {
 
   std::string m_path;
   std::string_view m_text;
+  // Offsets of the text's line breaks, found on the first LineOf: a line is
+  // then a binary search, however many elements ask.
+  mutable std::vector<std::size_t> m_lineBreaks;
+  mutable bool m_lineBreaksFound = false;
   std::vector<Element> m_elements;  // those of a known kind or with an id
   std::unordered_map<std::string_view, std::size_t> m_byId;
 };
