@@ -33,6 +33,16 @@ class VQKUDM_API UDMProfileExtensions {
   // its session gone, and when a draft is of a definition the session's
   // schema lacks.
   static void ResumeSavedWork(const boost::shared_ptr<IUDMProfile>& profile, vqStlVector<UDMResumedWork>& out);
+
+  // The characters an item name may not hold; setting such a name raises.
+  static vqString ReservedNameCharacters();
+
+  // Writes the package (docs/package.md) of these items with everything
+  // they need at `path`, an absolute path: a directory that must not exist
+  // or be empty, or the archive `format` names. IUDMProfile::Export takes
+  // whole definitions only. Raises when an item is not in the repository.
+  static void ExportItems(const boost::shared_ptr<IUDMProfile>& profile, const vqStlVector<UDMItemHandle>& items,
+                          const vqString& path, ExportFileOptions format);
 };
 
 }  // namespace vqkudm

@@ -1,11 +1,14 @@
 #include <vqkudm/UDMProfileExtensions.h>
 
+#include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
+#include <vqkudmrt/UDMExchange.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMItem.h>
 #include <vqkudmrt/UDMQueryResults.h>
 #include <vqkudmrt/UDMQuerySettings.h>
 #include <vqkudmrt/UDMSession.h>
+#include <vqlmosa/osaFileInfo.h>
 
 #include "../foundation/SignatureText.h"
 
@@ -34,6 +37,14 @@ bool DiffersFromStored(UDMSession& session, const UDMItem& item) {
   return row.GetName() != item.GetName() || UserAttributes(row.GetContent()) != UserAttributes(item.GetAttributes());
 }
 
+boost::shared_ptr<UDMSession> SessionOf(const char* signature, const boost::shared_ptr<IUDMProfile>& profile) {
+  if (!profile) ThrowNullArgument(signature, "profile ");
+  boost::shared_ptr<UDMSession> session =
+      boost::dynamic_pointer_cast<UDMSession>(UDMFramework::GetInstance()->FindSession(profile->GetSessionId()));
+  if (!session) ThrowUDMException(signature, "the session of the profile is gone", ExcCatState, ExcSubNull);
+  return session;
+}
+
 }  // namespace
 
 void UDMProfileExtensions::ResumeSavedWork(const boost::shared_ptr<IUDMProfile>& profile,
@@ -42,12 +53,7 @@ void UDMProfileExtensions::ResumeSavedWork(const boost::shared_ptr<IUDMProfile>&
       VQ_SIG("void", "UDMProfileExtensions",
              "ResumeSavedWork(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,"
              "class vqStlVector<struct vqkudm::UDMResumedWork> &)");
-  if (!profile) ThrowNullArgument(kSignature, "profile ");
-  boost::shared_ptr<UDMSession> session =
-      boost::dynamic_pointer_cast<UDMSession>(UDMFramework::GetInstance()->FindSession(profile->GetSessionId()));
-  if (!session) {
-    ThrowUDMException(kSignature, "the session of the profile is gone", ExcCatState, ExcSubNull);
-  }
+  boost::shared_ptr<UDMSession> session = SessionOf(kSignature, profile);
   vqStlVector<boost::shared_ptr<UDMItem>> items;
   session->ResumeDrafts(items);
   for (const boost::shared_ptr<UDMItem>& item : items) {
@@ -58,5 +64,34 @@ void UDMProfileExtensions::ResumeSavedWork(const boost::shared_ptr<IUDMProfile>&
     out.push_back(work);
   }
 }
+
+void UDMProfileExtensions::ExportItems(const boost::shared_ptr<IUDMProfile>& profile,
+                                       const vqStlVector<UDMItemHandle>& items, const vqString& path,
+                                       ExportFileOptions format) {
+  static const char* const kSignature =
+      VQ_SIG("void", "UDMProfileExtensions",
+             "ExportItems(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,"
+             "const class vqStlVector<class vqkudm::UDMItemHandle> &," VQ_T_STRING_CREF
+             ",enum vqkudm::ExportFileOptions)");
+  if (path.empty()) ThrowEmptyArgument(kSignature, "Export File Path empty");
+  boost::shared_ptr<UDMSession> session = SessionOf(kSignature, profile);
+  vqStlVector<boost::shared_ptr<UDMItem>> found;
+  for (const UDMItemHandle& handle : items) {
+    boost::shared_ptr<UDMItem> item = session->FindItemById(UDMUID(handle.GetUID()), true, vqString());
+    if (!item) ThrowUDMException(kSignature, "no item " + handle.GetUID(), ExcCatState, ExcSubNotFound);
+    found.push_back(item);
+  }
+  boost::shared_ptr<UDMExportCtrl> controller = session->GetExportCtrl();
+  boost::shared_ptr<UDMExportStructurePlugin> plugin = boost::dynamic_pointer_cast<UDMExportStructurePlugin>(
+      session->GetPluginMgr()->GetPlugin("UDMExportStructurePlugin"));
+  if (!controller || !plugin) {
+    ThrowUDMException(kSignature, "the session offers no export", ExcCatState, ExcSubNull);
+  }
+  vqStlVector<vqString> written;
+  plugin->Export(found, {}, path, controller->CreateExportOptions(format, osaFileInfo(path).GetDirectory(), vqString()),
+                 written);
+}
+
+vqString UDMProfileExtensions::ReservedNameCharacters() { return kReservedCharacters; }
 
 }  // namespace vqkudm

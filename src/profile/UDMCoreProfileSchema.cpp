@@ -3,6 +3,9 @@
 #include <vqkudm/UDMCoreProfile.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
 
 #include <vqkudmrt/IUDMSession.h>
 #include <vqkudmrt/UDMConfiguration.h>
@@ -14,6 +17,37 @@
 #include "../foundation/SignatureText.h"
 
 namespace vqkudm {
+
+namespace {
+
+// A temporary definition file, removed when it goes. Given a source, it is
+// that file when it can be read, else a new file holding `xml`.
+class ScratchFile {
+ public:
+  explicit ScratchFile(const vqString& path) : m_path(path), m_owned(true) {}
+  ScratchFile(const vqString& source, const vqString& className, const vqString& xml) : m_path(source) {
+    std::error_code error;
+    if (std::filesystem::is_regular_file(source.str(), error)) return;
+    vqlm::UUID uuid;
+    uuid.Generate();
+    m_path = vqLMUtils::UtilsGetTempDirectory() + "/" + className + uuid.ToString() + ".xml";
+    m_owned = true;
+    std::ofstream(m_path.str()) << xml;
+  }
+  ~ScratchFile() {
+    std::error_code ignored;
+    if (m_owned) std::filesystem::remove(m_path.str(), ignored);
+  }
+  ScratchFile(const ScratchFile&) = delete;
+  ScratchFile& operator=(const ScratchFile&) = delete;
+  const vqString& Path() const { return m_path; }
+
+ private:
+  vqString m_path;
+  bool m_owned = false;
+};
+
+}  // namespace
 
 UDMCdefMetaData::UDMCdefMetaData(const vqString& name, const vqString& displayName, const vqString& description,
                                  const vqString& defaultValue, const vqString& type, const vqString& category,
@@ -65,7 +99,10 @@ bool UDMCoreProfile::ModifyContentDefinition(vqString outputPath, const vqString
   if (!definition) {
     ThrowUDMException(kSignature, "Unable to get CdefPtr for CDEF : " + className, ExcCatState, ExcSubNull);
   }
-  vqlm::ContentDefinitionModifier modifier(definition->Getfile(), className);
+  // A definition the repository holds, or whose file is gone, is edited
+  // from its current form.
+  const ScratchFile current(definition->Getfile(), className, definition->ToXml());
+  vqlm::ContentDefinitionModifier modifier(current.Path(), className);
   vqStlVector<vqString> names;
   definition->GetAttributeNames(names);
   for (const UDMCdefMetaData& entry : metadata) {
@@ -107,6 +144,7 @@ bool UDMCoreProfile::ModifyUpdateContentDefinition(const vqString& className, vq
                                 }),
                  metadata.end());
   if (metadata.empty()) return true;
+  const ScratchFile modified(path);
   ModifyContentDefinition(path, className, metadata, composite);
   return UpdateContentDefinition(path);
 }

@@ -17,13 +17,14 @@ const char* const kShifted = "1 0 0 0 0 1 0 0 0 0 1 0 40 0 0 1";
 
 // A bracket (two revisions, the second with a file) used twice by a frame,
 // and a bolt used once.
-std::string FrameDocument(const std::string& material, bool secondBracket = true, const std::string& bolt = "Bolt") {
+std::string FrameDocument(const std::string& material, bool secondBracket = true, const std::string& bolt = "Bolt",
+                          const std::string& moreBracketValues = "") {
   return R"(<?xml version="1.0" encoding="utf-8"?>
 <PLMXML xmlns="http://www.plmxml.org/Schemas/PLMXMLSchema" schemaVersion="6">
   <Product id="p1" productId="FR-100" name="Frame"/>
   <Product id="p2" productId="BR-200" name="Bracket">
     <UserData id="u1"><UserValue title="Material" value=")" + material + R"("/>
-      <UserValue title="Supplier Code" value="ACME-7"/></UserData>
+      <UserValue title="Supplier Code" value="ACME-7"/>)" + moreBracketValues + R"(</UserData>
   </Product>
   <Product id="p3" productId="BO-300" name=")" + bolt + R"("/>
   <ProductRevision id="r1" masterRef="#p1" revision="A" name="Frame"/>
@@ -154,12 +155,14 @@ TEST_F(PlmxmlOpenTest, OpeningAgainBringsChangesAsNewRevisionsAndNothingElse) {
   profile->Persist(checkedIn, "kept here", false, false, false);
   UDMProfileMgr::DiscardProfile(profile);
 
-  Write(FrameDocument("titanium", false, "Hex bolt"));
+  // A title new since the first load is added to the definition as well.
+  Write(FrameDocument("titanium", false, "Hex bolt", R"(<UserValue title="Finish" value="anodized"/>)"));
   profile = Open();
   EXPECT_EQ(Count(profile, "cdef = 'UDMPart'", false), 3u) << "the same items, no duplicates";
   const UDMItemHandle bracket = Part(profile, "BR-200");
   EXPECT_EQ(bracket.GetRevision(), 3) << "the changed bracket gains one revision after its latest";
   EXPECT_EQ(profile->GetAttributeValue(bracket, "material").ToString(), "titanium");
+  EXPECT_EQ(profile->GetAttributeValue(bracket, "Finish").ToString(), "anodized");
   const UDMItemHandle frame = Part(profile, "FR-100");
   EXPECT_EQ(frame.GetRevision(), 1) << "the frame's uses changed";
   EXPECT_EQ(Uses(frame).size(), 2u);

@@ -11,8 +11,6 @@ namespace udm {
 namespace {
 
 constexpr std::size_t kDmidLength = 32;
-// Deeper than any real structure; stops a walk up a structure that loops.
-constexpr int kMaxDepth = 256;
 
 bool AllOf(const std::string& text, int (*test)(int)) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [test](unsigned char c) { return test(c); });
@@ -52,6 +50,18 @@ vqkudm::UDMItemHandle ItemNames::Resolve(const std::string& text) const {
     Refuse("", "\"" + text.substr(0, at) + "\" has no stored revision " + revision, vqkudm::ExcSubNotFound);
   }
   return m_repository.profile().GetUDMItemHandle(DmidOf(item) + revision);
+}
+
+vqkudm::UDMItemHandle ItemNames::ResolveDeleted(const std::string& text) const {
+  vqStlVector<vqkudm::UDMItemHandle> deleted;
+  m_repository.profile().GetDeletedContents(deleted);
+  for (const vqkudm::UDMItemHandle& item : deleted) {
+    if (item.GetUID() == text || DmidOf(item) == text) return item;
+  }
+  for (const vqkudm::UDMItemHandle& item : deleted) {
+    if (item.GetDisplayName() == text) return Unique(text, &deleted);
+  }
+  Refuse("", "no deleted item \"" + text + "\"", vqkudm::ExcSubNotFound);
 }
 
 vqkudm::UDMItemHandle ItemNames::ResolveLatest(const std::string& text) const {

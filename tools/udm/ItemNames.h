@@ -12,6 +12,9 @@
 
 namespace udm {
 
+// Deeper than any real structure; stops a walk along a structure that loops.
+inline constexpr int kMaxDepth = 256;
+
 class ItemNames {
  public:
   explicit ItemNames(const OpenRepository& repository) : m_repository(repository) {}
@@ -19,6 +22,8 @@ class ItemNames {
   // Refused when nothing matches, or (naming every candidate by path) when
   // several items do.
   vqkudm::UDMItemHandle Resolve(const std::string& text) const;
+  // A deleted item, by identifier or name; deleted items are in no query.
+  vqkudm::UDMItemHandle ResolveDeleted(const std::string& text) const;
   // Names from a root down to the item, joined by "/".
   std::string PathOf(const vqkudm::UDMItemHandle& item) const;
   // The root items: stored ones and the user's new ones.

@@ -20,6 +20,16 @@ nlohmann::json ItemJson(const vqkudm::UDMItemHandle& item) {
           {"revision", item.GetRevision()}};
 }
 
+nlohmann::json UseJson(vqkudm::IUDMProfile& profile, const vqkudm::UDMUseInfo& use) {
+  nlohmann::json entry = ItemJson(profile.GetUDMItemHandle(use.child->GetUID(true)));
+  entry["group"] = use.group.str();
+  entry["use"] = use.useId.str();
+  nlohmann::json attributes = nlohmann::json::object();
+  for (const auto& [name, value] : use.attributes) attributes[name.str()] = ValueJson(value);
+  entry["attributes"] = attributes;
+  return entry;
+}
+
 nlohmann::json ValueJson(const vqVariant& value) {
   switch (value.GetType()) {
     case vqVariant::Empty:

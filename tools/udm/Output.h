@@ -8,7 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include <vqkudm/UDMHandle.h>
+#include <vqkudm/IUDMProfile.h>
+#include <vqkudm/UDMCoreEntityHandle.h>
 
 namespace udm {
 
@@ -25,6 +26,8 @@ class Output {
 
 // The fields every command shows of an item: "id", "name", "class", "revision".
 nlohmann::json ItemJson(const vqkudm::UDMItemHandle& item);
+// A use of a child: the child's fields with "group", "use" and "attributes".
+nlohmann::json UseJson(vqkudm::IUDMProfile& profile, const vqkudm::UDMUseInfo& use);
 // A value as JSON: numbers and booleans as such, lists as arrays, text as text.
 nlohmann::json ValueJson(const vqVariant& value);
 

@@ -15,6 +15,7 @@ struct Options {
   std::string repo;
   bool json = false;
   bool verbose = false;
+  bool quiet = false;
 };
 
 class Tool {
@@ -37,5 +38,11 @@ void AddEditCommands(CLI::App& app, Tool& tool);
 void AddLifecycleCommands(CLI::App& app, Tool& tool);
 void AddBrowseCommands(CLI::App& app, Tool& tool);
 void AddQueryCommand(CLI::App& app, Tool& tool);
+void AddImportTreeCommand(CLI::App& app, Tool& tool);
+void AddStructureCommands(CLI::App& app, Tool& tool);
+void AddFilesCommands(CLI::App& app, Tool& tool);
+void AddRecordCommands(CLI::App& app, Tool& tool);
+void AddExchangeCommands(CLI::App& app, Tool& tool);
+void AddDefinitionCommands(CLI::App& app, Tool& tool);
 
 }  // namespace udm

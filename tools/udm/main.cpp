@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Failure.h"
+#include "Signals.h"
 #include "Tool.h"
 
 namespace {
@@ -43,6 +44,7 @@ int main(int argc, char** argv) {
       ->envname("UDM_REPO");
   app.add_flag("--json", tool.options.json, "print one JSON document (see docs/cli.md)");
   app.add_flag("--verbose", tool.options.verbose, "with a failure, also print where it arose and its categories");
+  app.add_flag("--quiet", tool.options.quiet, "no progress bar");
   tool.Add(app, "help", "Lists the commands.\nExample: udm help", [&app] { std::cout << app.help(); });
   udm::AddInitCommand(app, tool);
   udm::AddRepoCommands(app, tool);
@@ -50,6 +52,12 @@ int main(int argc, char** argv) {
   udm::AddLifecycleCommands(app, tool);
   udm::AddBrowseCommands(app, tool);
   udm::AddQueryCommand(app, tool);
+  udm::AddImportTreeCommand(app, tool);
+  udm::AddStructureCommands(app, tool);
+  udm::AddFilesCommands(app, tool);
+  udm::AddRecordCommands(app, tool);
+  udm::AddExchangeCommands(app, tool);
+  udm::AddDefinitionCommands(app, tool);
 
   try {
     app.parse(argc, argv);
@@ -59,8 +67,12 @@ int main(int argc, char** argv) {
     return Usage(tool.options, error.what());
   }
   try {
+    udm::InstallSignalHandlers();
     tool.Selected(app)();
-    return 0;
+    return udm::ReceivedSignal() ? udm::ExitStatusAfter(udm::ReceivedSignal()) : 0;
+  } catch (const udm::Interrupted& interrupted) {
+    Report(tool.options, interrupted.what(), vqkudm::ExcCatState, vqkudm::ExcSubGeneral, "");
+    return udm::ExitStatusAfter(interrupted.signal());
   } catch (const udm::UsageError& error) {
     return Usage(tool.options, error.what());
   } catch (const vqkudm::UDMException& failure) {

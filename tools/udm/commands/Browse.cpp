@@ -18,15 +18,7 @@ nlohmann::json UsesJson(const OpenRepository& repository, const vqkudm::UDMItemH
   vqStlVector<vqkudm::UDMUseInfo> uses;
   Core(item)->GetUses(uses, "");
   nlohmann::json out = nlohmann::json::array();
-  for (const vqkudm::UDMUseInfo& use : uses) {
-    nlohmann::json entry = ItemJson(repository.profile().GetUDMItemHandle(use.child->GetUID(true)));
-    entry["group"] = use.group.str();
-    entry["use"] = use.useId.str();
-    nlohmann::json attributes = nlohmann::json::object();
-    for (const auto& [name, value] : use.attributes) attributes[name.str()] = ValueJson(value);
-    entry["attributes"] = attributes;
-    out.push_back(entry);
-  }
+  for (const vqkudm::UDMUseInfo& use : uses) out.push_back(UseJson(repository.profile(), use));
   return out;
 }
 
@@ -78,6 +70,27 @@ nlohmann::json FilesJson(vqkudm::IUDMProfile& profile, vqkudm::UDMItemHandle& it
   return out;
 }
 
+nlohmann::json RelationsJson(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item) {
+  vqStlVector<vqkudm::UDMRelationHandle> relations;
+  profile.GetRelations(relations, item, vqkudm::RelationBoth);
+  nlohmann::json out = nlohmann::json::array();
+  for (const vqkudm::UDMRelationHandle& relation : relations) {
+    out.push_back({{"id", relation.GetUID().str()},
+                   {"type", relation.GetCdef().str()},
+                   {"left", ItemJson(relation.GetLeftEntity())},
+                   {"right", ItemJson(relation.GetRightEntity())}});
+  }
+  return out;
+}
+
+nlohmann::json ClassificationsJson(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item) {
+  vqStlVector<boost::shared_ptr<vqkudm::IUDMEntityHandle>> categories;
+  Core(item)->GetClassifications(categories, false);
+  nlohmann::json out = nlohmann::json::array();
+  for (const auto& category : categories) out.push_back(ItemJson(profile.GetUDMItemHandle(category->GetUID(true))));
+  return out;
+}
+
 bool IsNew(const OpenRepository& repository, const vqkudm::UDMItemHandle& item) {
   for (const vqkudm::UDMResumedWork& work : repository.work()) {
     if (work.isNew && work.item == item) return true;
@@ -110,6 +123,8 @@ void Show(const Options& options, const BrowseArguments& arguments) {
   document["attributes"] = AttributesJson(repository.profile(), item);
   document["files"] = FilesJson(repository.profile(), item);
   document["children"] = UsesJson(repository, item);
+  document["relations"] = RelationsJson(repository.profile(), item);
+  document["classifications"] = ClassificationsJson(repository.profile(), item);
   document["revisions"] = RevisionsJson(repository, item);
   Output(options.json).Print(document, [&](std::ostream& out) {
     out << document["path"].get<std::string>() << "  " << document["class"].get<std::string>() << "  "
@@ -125,6 +140,13 @@ void Show(const Options& options, const BrowseArguments& arguments) {
     for (const nlohmann::json& c : document["children"]) {
       out << "  " << c["group"].get<std::string>() << ": " << c["name"].get<std::string>() << "  "
           << c["id"].get<std::string>() << "\n";
+    }
+    for (const nlohmann::json& r : document["relations"]) {
+      out << "  " << r["type"].get<std::string>() << ": " << r["left"]["name"].get<std::string>() << " -> "
+          << r["right"]["name"].get<std::string>() << "\n";
+    }
+    for (const nlohmann::json& c : document["classifications"]) {
+      out << "  category " << c["name"].get<std::string>() << "  " << c["id"].get<std::string>() << "\n";
     }
     for (const nlohmann::json& r : document["revisions"]) {
       out << "  revision " << r["revision"].dump() << "  " << r["by"].get<std::string>() << "  "
@@ -142,7 +164,7 @@ void AddBrowseCommands(CLI::App& app, Tool& tool) {
                           [&options, arguments] { List(options, *arguments); });
   ls->add_option("ITEM", arguments->item, "the item whose children to list");
   CLI::App* show = tool.Add(app, "show",
-                            "Shows an item: attributes with their types, files, children and revisions.\n"
+                            "Shows an item: attributes with their types, files, children, relations, categories and revisions.\n"
                             "Example: udm show assembly/bracket@0",
                             [&options, arguments] { Show(options, *arguments); });
   show->add_option("ITEM", arguments->item, "the item, ITEM@REV for a stored revision")->required();

@@ -3,8 +3,7 @@
 
 #include <iostream>
 
-#include "Failure.h"
-#include "ItemNames.h"
+#include "Editing.h"
 #include "Output.h"
 #include "Tool.h"
 
@@ -21,51 +20,6 @@ struct EditArguments {
   std::vector<std::string> assignments;
 };
 
-void RequireEditable(const ItemNames& names, const vqkudm::UDMItemHandle& item, const std::string& command) {
-  if (item.IsEditable()) return;
-  Refuse(command, "\"" + names.PathOf(item) + "\" is not checked out: run `udm checkout " + names.PathOf(item) + "` first",
-         vqkudm::ExcSubGeneral);
-}
-
-// Each "attr=value" as text; the attribute's definition converts it.
-void Assign(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item,
-            const std::vector<std::string>& assignments) {
-  for (const std::string& assignment : assignments) {
-    const std::size_t equals = assignment.find('=');
-    if (equals == std::string::npos || equals == 0) {
-      throw UsageError("\"" + assignment + "\" is not attr=value");
-    }
-    profile.SetAttribute(item, assignment.substr(0, equals), vqVariant(assignment.substr(equals + 1)));
-  }
-}
-
-bool IsA(vqkudm::UDMProfileUtils& utils, vqString cls, const vqString& base) {
-  for (int depth = 0; !cls.empty() && depth < 64; ++depth) {
-    if (cls == base) return true;
-    vqkudm::UDMContentDefinitionHandle definition = utils.GetContentDefinitionHandle(cls);
-    if (definition.IsEmpty()) return false;
-    cls.clear();
-    definition.GetDerivedFrom(cls);
-  }
-  return false;
-}
-
-// The first child group of the parent's definition that admits `cls`.
-std::string DefaultGroup(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& parent, const std::string& cls) {
-  vqkudm::UDMProfileUtils utils = profile.GetProfileUtils();
-  vqStlVector<vqString> groups;
-  utils.GetGroupNames(parent.GetCdef(), groups, "");
-  for (const vqString& group : groups) {
-    vqStlVector<vqString> allowed;
-    utils.GetAllowedChildCdefNames(parent.GetCdef(), allowed, group);
-    if (allowed.empty()) return group;
-    for (const vqString& type : allowed) {
-      if (IsA(utils, cls, type)) return group;
-    }
-  }
-  Refuse("new", "no child group of " + parent.GetCdef() + " admits " + cls, vqkudm::ExcSubNotFound);
-}
-
 void New(const Options& options, const EditArguments& arguments) {
   OpenRepository repository(options);
   vqkudm::IUDMProfile& profile = repository.profile();
@@ -79,7 +33,7 @@ void New(const Options& options, const EditArguments& arguments) {
     vqkudm::UDMItemHandle parent = names.Resolve(arguments.under);
     RequireEditable(names, parent, "new");
     const std::string group =
-        arguments.group.empty() ? DefaultGroup(profile, parent, arguments.cls) : arguments.group;
+        arguments.group.empty() ? DefaultGroup(profile, parent, arguments.cls, "new") : arguments.group;
     item = profile.CreateAndAdd(arguments.cls, arguments.name, parent, group);
     Assign(profile, item, arguments.assignments);
     // The parent's draft carries the new use; saving it saves the child too.

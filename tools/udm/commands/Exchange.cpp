@@ -1,0 +1,77 @@
+// udm export and udm import: exchange packages (docs/package.md).
+
+#include <filesystem>
+#include <iostream>
+
+#include "ItemNames.h"
+#include "Output.h"
+#include "Tool.h"
+
+namespace fs = std::filesystem;
+
+namespace udm {
+
+namespace {
+
+struct ExchangeArguments {
+  std::vector<std::string> items;
+  std::string package;
+};
+
+bool EndsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// The package's form follows its name: an archive by extension, else a directory.
+vqkudm::ExportFileOptions FormatOf(const std::string& package) {
+  if (EndsWith(package, ".tar.gz") || EndsWith(package, ".tgz")) return vqkudm::ExportTarGz;
+  if (EndsWith(package, ".tar")) return vqkudm::ExportTar;
+  if (EndsWith(package, ".zip")) return vqkudm::ExportZip;
+  return vqkudm::ExportDirectory;
+}
+
+void Export(const Options& options, const ExchangeArguments& arguments) {
+  OpenRepository repository(options);
+  const ItemNames names(repository);
+  vqStlVector<vqkudm::UDMItemHandle> items;
+  nlohmann::json exported = nlohmann::json::array();
+  for (const std::string& text : arguments.items) {
+    items.push_back(names.Resolve(text));
+    exported.push_back(ItemJson(items.back()));
+  }
+  const std::string package = fs::absolute(arguments.package).lexically_normal().string();
+  vqkudm::UDMProfileExtensions::ExportItems(repository.pointer(), items, package, FormatOf(package));
+  Output(options.json).Print({{"package", package}, {"items", exported}}, [&](std::ostream& out) {
+    out << "Exported " << items.size() << (items.size() == 1 ? " item" : " items") << " to " << package << "\n";
+  });
+}
+
+void Import(const Options& options, const ExchangeArguments& arguments) {
+  OpenRepository repository(options);
+  const std::string package = fs::absolute(arguments.package).lexically_normal().string();
+  repository.profile().Import(package);
+  Output(options.json).Print({{"package", package}},
+                             [&](std::ostream& out) { out << "Imported " << package << "\n"; });
+}
+
+}  // namespace
+
+void AddExchangeCommands(CLI::App& app, Tool& tool) {
+  auto arguments = std::make_shared<ExchangeArguments>();
+  const Options& options = tool.options;
+  CLI::App* exportItems = tool.Add(app, "export",
+                                   "Writes a package of stored items with everything they need: a directory, or an "
+                                   "archive named .tar, .tar.gz, .tgz or .zip.\n"
+                                   "Example: udm export assembly -o assembly.tar.gz",
+                                   [&options, arguments] { Export(options, *arguments); });
+  exportItems->add_option("ITEM", arguments->items, "the items")->required();
+  exportItems->add_option("-o,--output", arguments->package, "the package to write")->required();
+
+  CLI::App* importPackage = tool.Add(app, "import",
+                                     "Adds what a package holds and the repository lacks.\n"
+                                     "Example: udm import assembly.tar.gz",
+                                     [&options, arguments] { Import(options, *arguments); });
+  importPackage->add_option("PACKAGE", arguments->package, "a package directory or archive")->required();
+}
+
+}  // namespace udm
