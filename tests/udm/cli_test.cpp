@@ -4,12 +4,8 @@
 
 namespace {
 
-class CliTest : public UdmTest {
+class CliTest : public UdmRepositoryTest {
  protected:
-  void SetUp() override {
-    UdmTest::SetUp();
-    ASSERT_EQ(Udm({"init"}).status, 0);
-  }
   // A stored project "assembly" with the stored part "bracket" under it.
   void StoredAssembly() {
     ASSERT_EQ(Udm({"new", "UDMProject", "assembly"}).status, 0);

@@ -2,12 +2,8 @@
 
 namespace {
 
-class FilesTest : public UdmTest {
+class FilesTest : public UdmRepositoryTest {
  protected:
-  void SetUp() override {
-    UdmTest::SetUp();
-    ASSERT_EQ(Udm({"init"}).status, 0);
-  }
   void Write(const std::filesystem::path& path, const std::string& bytes) {
     std::ofstream(m_work / path, std::ios::binary) << bytes;
   }

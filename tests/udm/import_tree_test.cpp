@@ -7,13 +7,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class ImportTreeTest : public UdmTest {
+class ImportTreeTest : public UdmRepositoryTest {
  protected:
-  void SetUp() override {
-    UdmTest::SetUp();
-    ASSERT_EQ(Udm({"init"}).status, 0);
-  }
-
   void Write(const std::string& relative, const std::string& content) {
     const fs::path path = m_tree / relative;
     fs::create_directories(path.parent_path());

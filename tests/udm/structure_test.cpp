@@ -2,12 +2,8 @@
 
 namespace {
 
-class StructureTest : public UdmTest {
+class StructureTest : public UdmRepositoryTest {
  protected:
-  void SetUp() override {
-    UdmTest::SetUp();
-    ASSERT_EQ(Udm({"init"}).status, 0);
-  }
   // Stored: "assembly" uses "bracket" once and "bolt" four times; "bracket" uses "bolt" twice.
   void StoredAssembly() {
     ASSERT_EQ(Udm({"new", "UDMProject", "assembly"}).status, 0);

@@ -56,6 +56,15 @@ class UdmTest : public ::testing::Test {
   std::filesystem::path m_work = m_dir.path() / "project";
 };
 
+// With a repository made by `udm init` in the test's directory.
+class UdmRepositoryTest : public UdmTest {
+ protected:
+  void SetUp() override {
+    UdmTest::SetUp();
+    ASSERT_EQ(Udm({"init"}).status, 0);
+  }
+};
+
 inline std::vector<std::string> Names(const nlohmann::json& items) {
   std::vector<std::string> names;
   for (const nlohmann::json& item : items) names.push_back(item["name"].get<std::string>());
