@@ -101,6 +101,19 @@ TEST_F(CliTest, StoredRevisionIsNamedWithAt) {
   EXPECT_EQ(first["revision"], 0);
   EXPECT_EQ(Udm({"--json", "show", "bracket"}).json()["revision"], 1);
   EXPECT_EQ(Udm({"show", "bracket@2"}).status, 1);
+
+  // An older revision is checked out as the start of a branch, where the definition allows one.
+  const UdmResult branch = Udm({"checkout", "bracket@0", "-m", "light variant"});
+  ASSERT_EQ(branch.status, 0) << branch.err;
+  EXPECT_NE(branch.out.find("starting a branch from revision 0"), std::string::npos) << branch.out;
+  ASSERT_EQ(Udm({"undo", "bracket@0"}).status, 0);
+  ASSERT_EQ(Udm({"new", "UDMLMFoldertype", "drawings"}).status, 0);
+  ASSERT_EQ(Udm({"checkin", "drawings", "-m", "a"}).status, 0);
+  ASSERT_EQ(Udm({"checkout", "drawings"}).status, 0);
+  ASSERT_EQ(Udm({"checkin", "drawings", "-m", "b"}).status, 0);
+  const UdmResult refused = Udm({"checkout", "drawings@0"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_NE(refused.err.find("check out the latest, revision 1"), std::string::npos) << refused.err;
 }
 
 TEST_F(CliTest, WrongUsageExitsTwo) {

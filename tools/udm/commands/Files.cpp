@@ -7,6 +7,7 @@
 #include "Editing.h"
 #include "Failure.h"
 #include "Output.h"
+#include "Progress.h"
 #include "Tool.h"
 
 namespace fs = std::filesystem;
@@ -44,14 +45,22 @@ void AddFiles(const Options& options, const FilesArguments& arguments) {
   });
 }
 
-// Writes the item's files into `dir`, and with `recursive` each child's
-// into a sub-folder named after it; the paths written go to `written`.
-void Retrieve(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item, const fs::path& dir, bool recursive,
-              int depth, nlohmann::json& written) {
-  fs::create_directories(dir);
-  vqStlVector<vqString> paths;
-  Core(item)->GetAllFilesIntoFolder(dir.string(), true, paths);
-  for (const vqString& path : paths) written.push_back(path.str());
+// One item whose files go into one folder.
+struct Retrieval {
+  vqkudm::UDMItemHandle item;
+  fs::path dir;
+  ProgressCounts size;
+};
+
+// The item's files go into `dir`, and with `recursive` each child's into a
+// sub-folder named after it: listed first, so the progress bar knows the total.
+void Plan(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item, const fs::path& dir, bool recursive,
+          int depth, std::vector<Retrieval>& out) {
+  vqStlVector<vqkudm::UDMGenericDocument> files;
+  Core(item)->GetFileInfoList(files, false);
+  ProgressCounts size{1, files.size(), 0};
+  for (const vqkudm::UDMGenericDocument& file : files) size.bytes += static_cast<std::uint64_t>(file.GetSize());
+  out.push_back({item, dir, size});
   if (!recursive || depth >= kMaxDepth) return;
   vqStlVector<vqkudm::UDMUseInfo> uses;
   Core(item)->GetUses(uses, "");
@@ -59,7 +68,7 @@ void Retrieve(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item, c
   for (const vqkudm::UDMUseInfo& use : uses) {
     const vqkudm::UDMItemHandle child = profile.GetUDMItemHandle(use.child->GetUID(true));
     if (!done.insert(child.GetUID()).second) continue;
-    Retrieve(profile, child, dir / child.GetDisplayName().str(), recursive, depth + 1, written);
+    Plan(profile, child, dir / child.GetDisplayName().str(), recursive, depth + 1, out);
   }
 }
 
@@ -67,9 +76,25 @@ void Get(const Options& options, const FilesArguments& arguments) {
   OpenRepository repository(options);
   const ItemNames names(repository);
   const vqkudm::UDMItemHandle item = names.Resolve(arguments.item);
+  std::vector<Retrieval> retrievals;
+  Plan(repository.profile(), item, fs::absolute(arguments.dir.empty() ? "." : arguments.dir), arguments.recursive, 0,
+       retrievals);
+  ProgressCounts total;
+  for (const Retrieval& r : retrievals) {
+    total.items += r.size.items;
+    total.files += r.size.files;
+    total.bytes += r.size.bytes;
+  }
+  Progress progress(Progress::Wanted(options), total);
   nlohmann::json written = nlohmann::json::array();
-  Retrieve(repository.profile(), item, fs::absolute(arguments.dir.empty() ? "." : arguments.dir), arguments.recursive,
-           0, written);
+  for (const Retrieval& r : retrievals) {
+    fs::create_directories(r.dir);
+    vqStlVector<vqString> paths;
+    Core(r.item)->GetAllFilesIntoFolder(r.dir.string(), true, paths);
+    for (const vqString& path : paths) written.push_back(path.str());
+    progress.Advance(r.size);
+  }
+  progress.Finish();
   Output(options.json).Print({{"files", written}}, [&](std::ostream& out) {
     for (const nlohmann::json& path : written) out << path.get<std::string>() << "\n";
   });

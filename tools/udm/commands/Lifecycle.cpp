@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include <vqkudmrt/UDMContentDefinition.h>
+
 #include "Failure.h"
 #include "ItemNames.h"
 #include "Output.h"
@@ -17,6 +19,20 @@ struct LifecycleArguments {
   bool recursive = false;
 };
 
+// An older revision can only be checked out as the start of a branch, which
+// the item's definition must allow.
+bool StartsBranch(vqkudm::IUDMProfile& profile, const ItemNames& names, const vqkudm::UDMItemHandle& item) {
+  const auto entity = item.GetEntityHandlePtr();
+  if (!entity || entity->IsLatestVersion()) return false;
+  const auto definition = profile.GetProfileUtils().GetContentDefinition(entity->GetCdef());
+  if (definition && definition->CanBranch()) return true;
+  Refuse("checkout",
+         "\"" + names.PathOf(item) + "\" is revision " + std::to_string(entity->GetRevision()) + " and " +
+             entity->GetCdef().str() + " items do not branch: check out the latest, revision " +
+             std::to_string(entity->GetLatestRevision()),
+         vqkudm::ExcSubGeneral);
+}
+
 void Checkout(const Options& options, const LifecycleArguments& arguments) {
   OpenRepository repository(options);
   const ItemNames names(repository);
@@ -24,11 +40,13 @@ void Checkout(const Options& options, const LifecycleArguments& arguments) {
   if (item.IsEditable()) {
     Refuse("checkout", "\"" + names.PathOf(item) + "\" is checked out to you already", vqkudm::ExcSubConflict);
   }
+  const bool branch = StartsBranch(repository.profile(), names, item);
   repository.profile().Checkout(item, arguments.message);
   // A draft is what lets the next process take the check-out up again.
   repository.profile().Save(item, arguments.message, false);
   Output(options.json).Print(ItemJson(item), [&](std::ostream& out) {
-    out << "Checked out " << names.PathOf(item) << " (" << item.GetUID() << ")\n";
+    out << "Checked out " << names.PathOf(item) << " (" << item.GetUID() << ")"
+        << (branch ? ", starting a branch from revision " + std::to_string(item.GetRevision()) : "") << "\n";
   });
 }
 
