@@ -2,9 +2,13 @@
 // when the operation failed, 2 for wrong usage.
 
 #include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "Completion.h"
 #include "Failure.h"
 #include "Signals.h"
 #include "Tool.h"
@@ -31,6 +35,29 @@ int Usage(const udm::Options& options, const std::string& text) {
   return kWrongUsage;
 }
 
+// What `udm NAMES... --help` prints; `udm --help` for no names.
+std::string Help(const CLI::App& app, const std::vector<std::string>& names) {
+  const CLI::App* command = &app;
+  std::string given;
+  std::string prefix;  // the usage line's words before the command's name
+  for (const std::string& name : names) {
+    given += (given.empty() ? "" : " ") + name;
+    const auto found = command->get_subcommands([&](const CLI::App* sub) { return sub->check_name(name); });
+    if (found.empty()) {
+      std::string known;
+      for (const CLI::App* sub : udm::Commands(*command)) known += (known.empty() ? "" : ", ") + sub->get_name();
+      throw udm::UsageError("unknown command \"" + given + "\"; the commands" +
+                            (command == &app ? "" : " of " + command->get_name()) + ": " +
+                            (known.empty() ? "none" : known));
+    }
+    prefix += (prefix.empty() ? "" : " ") + command->get_name();
+    command = found.front();
+  }
+  // The root's help() would describe the selected `help` command instead.
+  return command == &app ? app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal)
+                         : command->help(prefix);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -45,7 +72,10 @@ int main(int argc, char** argv) {
   app.add_flag("--json", tool.options.json, "print one JSON document (see docs/cli.md)");
   app.add_flag("--verbose", tool.options.verbose, "with a failure, also print where it arose and its categories");
   app.add_flag("--quiet", tool.options.quiet, "no progress bar");
-  tool.Add(app, "help", "Lists the commands.\nExample: udm help", [&app] { std::cout << app.help(); });
+  auto helpNames = std::make_shared<std::vector<std::string>>();
+  tool.Add(app, "help", "Lists the commands, or describes one.\nExample: udm help repo list",
+           [&app, helpNames] { std::cout << Help(app, *helpNames); })
+      ->add_option("COMMAND", *helpNames, "a command and its sub-command");
   udm::AddInitCommand(app, tool);
   udm::AddRepoCommands(app, tool);
   udm::AddEditCommands(app, tool);
@@ -58,6 +88,7 @@ int main(int argc, char** argv) {
   udm::AddRecordCommands(app, tool);
   udm::AddExchangeCommands(app, tool);
   udm::AddDefinitionCommands(app, tool);
+  udm::AddCompletionCommand(app, tool);
 
   try {
     app.parse(argc, argv);
