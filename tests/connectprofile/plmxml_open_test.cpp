@@ -30,7 +30,7 @@ std::string FrameDocument(const std::string& material, bool secondBracket = true
   <ProductRevision id="r1" masterRef="#p1" revision="A" name="Frame"/>
   <ProductRevision id="r2" masterRef="#p2" revision="A" name="Bracket"/>
   <ProductRevision id="r3" masterRef="#p2" revision="B" name="Bracket">
-    <AssociatedDataSet id="ad1" dataSetRef="#ds1" role="specification"/>
+    <AssociatedDataSet id="ad1" dataSetRef="#ds1" role="geometry"/>
   </ProductRevision>
   <ProductRevision id="r4" masterRef="#p3" revision="A" name=")" + bolt + R"("/>
   <DataSet id="ds1" name="bracket" type="STEP" memberRefs="#f1"/>

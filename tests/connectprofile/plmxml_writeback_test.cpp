@@ -24,7 +24,7 @@ const char* const kDocument = R"(<?xml version="1.0" encoding="utf-8"?>
   </Product>
   <ProductRevision id="r1" masterRef="#p1" revision="A" name="Frame" subType="ItemRevision"/>
   <ProductRevision id="r2" masterRef="#p2" revision="A" name="Bracket">
-    <AssociatedDataSet id="ad1" dataSetRef="#ds1" role="specification"/>
+    <AssociatedDataSet id="ad1" dataSetRef="#ds1" role="geometry"/>
   </ProductRevision>
   <DataSet id="ds1" name="bracket" type="STEP" memberRefs="#f1"/>
   <ExternalFile id="f1" locationRef="bracket.step" format="step"/>
