@@ -219,7 +219,11 @@ struct StringWriter : pugi::xml_writer {
 
 std::string WriteDocument(const std::string& originalXml, const Document& desired,
                           const std::string& documentPath) {
-  const Document original = ParseDocument(originalXml, documentPath);
+  return WriteDocument(originalXml, ParseDocument(originalXml, documentPath), desired, documentPath);
+}
+
+std::string WriteDocument(const std::string& originalXml, const Document& original, const Document& desired,
+                          const std::string& documentPath) {
   pugi::xml_document document;
   const pugi::xml_parse_result parsed =
       document.load_buffer(originalXml.data(), originalXml.size(),

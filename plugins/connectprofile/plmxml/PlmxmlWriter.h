@@ -21,5 +21,8 @@ namespace vqkudm::plmxml {
 // refers to something that exists in neither.
 std::string WriteDocument(const std::string& originalXml, const Document& desired,
                           const std::string& documentPath);
+// The same, for a caller that has read `originalXml` into `original` already.
+std::string WriteDocument(const std::string& originalXml, const Document& original, const Document& desired,
+                          const std::string& documentPath);
 
 }  // namespace vqkudm::plmxml

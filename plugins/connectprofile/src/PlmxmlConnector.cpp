@@ -224,10 +224,11 @@ void PlmxmlConnector::WriteBack(IUDMProfile& profile, const vqString& workingDir
                         ExcSubConflict);
   }
   PartAttributes attributes = AttributesOf(profile);
-  const plmxml::Document desired = RepositoryModel(profile, Parse(original, m_document), attributes, state.loaded);
+  const plmxml::Document read = Parse(original, m_document);
+  const plmxml::Document desired = RepositoryModel(profile, read, attributes, state.loaded);
   std::string written;
   try {
-    written = plmxml::WriteDocument(original, desired, m_document);
+    written = plmxml::WriteDocument(original, read, desired, m_document);
   } catch (const std::invalid_argument& e) {
     ThrowStateException(kWriteSignature, "cannot write " + m_document + ": " + e.what(), ExcSubGeneral);
   }
