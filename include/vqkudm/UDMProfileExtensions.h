@@ -5,6 +5,8 @@
 // IUDMProfile::Save leaves drafts that a later session of the same user may
 // take up again.
 
+#include <cstddef>
+
 #include <boost/shared_ptr.hpp>
 
 #include <vqkudm/IUDMProfile.h>
@@ -41,8 +43,17 @@ class VQKUDM_API UDMProfileExtensions {
   // they need at `path`, an absolute path: a directory that must not exist
   // or be empty, or the archive `format` names. IUDMProfile::Export takes
   // whole definitions only. Raises when an item is not in the repository.
+  // `progress`, when set, hears each stage: "contents" once per file
+  // content written, then "manifest".
   static void ExportItems(const boost::shared_ptr<IUDMProfile>& profile, const vqStlVector<UDMItemHandle>& items,
-                          const vqString& path, ExportFileOptions format);
+                          const vqString& path, ExportFileOptions format,
+                          const UDMExchangeProgress& progress = UDMExchangeProgress());
+
+  // IUDMProfile::Import, telling `progress` of each stage: "contents" once
+  // per file content checked, then "records" once everything is stored.
+  // Returns how many items were new to the repository.
+  static std::size_t ImportPackage(const boost::shared_ptr<IUDMProfile>& profile, const vqString& path,
+                                   const UDMExchangeProgress& progress);
 };
 
 }  // namespace vqkudm

@@ -1,5 +1,7 @@
 #include <vqkudm/UDMProfileExtensions.h>
 
+#include <type_traits>
+
 #include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMExchange.h>
@@ -15,6 +17,9 @@
 namespace vqkudm {
 
 namespace {
+
+#define VQ_T_EXCHANGE_PROGRESS \
+  "class std::function<void __cdecl(" VQ_T_STRING_CREF ",unsigned __int64,unsigned __int64)>"
 
 // The attributes users set, as text: system attributes change with every
 // save (the name is a row's field of its own), and stored numbers may come
@@ -45,6 +50,23 @@ boost::shared_ptr<UDMSession> SessionOf(const char* signature, const boost::shar
   return session;
 }
 
+// The caller's callback must not outlive the call, nor an archive's
+// unpacked copy the import.
+template <typename Controller>
+class CallbacksCleared {
+ public:
+  explicit CallbacksCleared(Controller& controller) : m_controller(controller) {}
+  ~CallbacksCleared() {
+    if constexpr (std::is_same_v<Controller, UDMImportCtrl>) m_controller.TmpDataCleanup();
+    m_controller.ClearAllCallbacks();
+  }
+  CallbacksCleared(const CallbacksCleared&) = delete;
+  CallbacksCleared& operator=(const CallbacksCleared&) = delete;
+
+ private:
+  Controller& m_controller;
+};
+
 }  // namespace
 
 void UDMProfileExtensions::ResumeSavedWork(const boost::shared_ptr<IUDMProfile>& profile,
@@ -67,12 +89,12 @@ void UDMProfileExtensions::ResumeSavedWork(const boost::shared_ptr<IUDMProfile>&
 
 void UDMProfileExtensions::ExportItems(const boost::shared_ptr<IUDMProfile>& profile,
                                        const vqStlVector<UDMItemHandle>& items, const vqString& path,
-                                       ExportFileOptions format) {
+                                       ExportFileOptions format, const UDMExchangeProgress& progress) {
   static const char* const kSignature =
       VQ_SIG("void", "UDMProfileExtensions",
              "ExportItems(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,"
              "const class vqStlVector<class vqkudm::UDMItemHandle> &," VQ_T_STRING_CREF
-             ",enum vqkudm::ExportFileOptions)");
+             ",enum vqkudm::ExportFileOptions,const " VQ_T_EXCHANGE_PROGRESS " &)");
   if (path.empty()) ThrowEmptyArgument(kSignature, "Export File Path empty");
   boost::shared_ptr<UDMSession> session = SessionOf(kSignature, profile);
   vqStlVector<boost::shared_ptr<UDMItem>> found;
@@ -87,9 +109,28 @@ void UDMProfileExtensions::ExportItems(const boost::shared_ptr<IUDMProfile>& pro
   if (!controller || !plugin) {
     ThrowUDMException(kSignature, "the session offers no export", ExcCatState, ExcSubNull);
   }
+  const CallbacksCleared cleared(*controller);
+  if (progress) controller->AddProgressCallback(progress);
   vqStlVector<vqString> written;
   plugin->Export(found, {}, path, controller->CreateExportOptions(format, osaFileInfo(path).GetDirectory(), vqString()),
                  written);
+}
+
+std::size_t UDMProfileExtensions::ImportPackage(const boost::shared_ptr<IUDMProfile>& profile, const vqString& path,
+                                                const UDMExchangeProgress& progress) {
+  static const char* const kSignature =
+      VQ_SIG("size_t", "UDMProfileExtensions",
+             "ImportPackage(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &," VQ_T_STRING_CREF
+             ",const " VQ_T_EXCHANGE_PROGRESS " &)");
+  if (path.empty()) ThrowEmptyArgument(kSignature, "Import File Path empty");
+  boost::shared_ptr<UDMImportCtrl> controller = SessionOf(kSignature, profile)->GetImportCtrl();
+  if (!controller) ThrowUDMException(kSignature, "the session offers no import", ExcCatState, ExcSubNull);
+  const CallbacksCleared cleared(*controller);
+  if (progress) controller->AddProgressCallback(progress);
+  vqStlVector<boost::shared_ptr<UDMItem>> imported;
+  vqStlVector<boost::shared_ptr<UDMItem>> unchanged;
+  controller->Import(imported, unchanged, path, false, true);
+  return imported.size();
 }
 
 vqString UDMProfileExtensions::ReservedNameCharacters() { return kReservedCharacters; }

@@ -65,13 +65,16 @@ TEST_F(FilesTest, ExportedItemsImportIntoAnotherRepository) {
   ASSERT_EQ(Udm({"init"}).status, 0);
   const std::string other = m_work.string();
   m_work = m_dir.path();
-  const UdmResult imported = Udm({"--repo", other, "import", package});
+  const UdmResult imported = Udm({"--json", "--repo", other, "import", package});
   ASSERT_EQ(imported.status, 0) << imported.err;
+  EXPECT_EQ(imported.json()["added"], 2);
   const nlohmann::json tree = Udm({"--json", "--repo", other, "tree", "assembly"}).json();
   EXPECT_EQ(Names(tree["children"]), (std::vector<std::string>{"bracket"}));
   ASSERT_EQ(Udm({"--repo", other, "get", "bracket", "copy"}).status, 0);
   EXPECT_EQ(Bytes("copy/shape.bin"), kBinary);
-  EXPECT_EQ(Udm({"--repo", other, "import", package}).status, 0) << "a second import changes nothing";
+  const UdmResult again = Udm({"--json", "--repo", other, "import", package});
+  ASSERT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.json()["added"], 0) << "a second import changes nothing";
 }
 
 TEST_F(FilesTest, AddedAttributeCanBeSet) {

@@ -1,5 +1,6 @@
 #include <fstream>
 #include <map>
+#include <set>
 
 #include "udm_runner.h"
 
@@ -133,6 +134,20 @@ TEST_F(ImportTreeTest, RerunRevisesOnlyTheFoldersThatChanged) {
   EXPECT_EQ(again["updated"], 0);
   EXPECT_EQ(again["unchanged"], 5);
   EXPECT_EQ(Revision("tree"), 1);
+
+  fs::remove_all(m_tree / "c");
+  const UdmResult planned = Udm({"import-tree", m_tree.string(), "--dry-run"});
+  EXPECT_NE(planned.out.find("remove  tree/c/\n"), std::string::npos) << planned.out;
+  EXPECT_EQ(Import().json()["removedFolders"], 1);
+  auto children = [&](const std::string& item) {
+    std::set<std::string> names;
+    const nlohmann::json shown = Show(item);
+    for (const nlohmann::json& child : shown["children"]) names.insert(child["name"].get<std::string>());
+    return names;
+  };
+  EXPECT_EQ(children("tree"), (std::set<std::string>{"a"}));
+  EXPECT_EQ(children("tree@1"), (std::set<std::string>{"a", "c"})) << "older revisions keep the folder";
+  EXPECT_EQ(Udm({"show", "c"}).status, 0) << "the folder's item stays";
 }
 
 TEST_F(ImportTreeTest, InterruptedImportLeavesNothingBehind) {

@@ -54,6 +54,12 @@ void Progress::Advance(const ProgressCounts& done) {
   Draw(Line(m_done, m_total, now - m_start));
 }
 
+void Progress::Reach(const ProgressCounts& done, const ProgressCounts& total) {
+  m_total = total;
+  m_done = {};
+  Advance(done);
+}
+
 void Progress::Phase(const std::string& name) {
   if (m_shown) Draw(name + "...");
 }
@@ -67,19 +73,24 @@ void Progress::Finish() {
 
 std::string Progress::Line(const ProgressCounts& done, const ProgressCounts& total,
                            std::chrono::duration<double> elapsed) {
-  // Bytes are what takes the time; an empty tree counts by files.
-  const double share = total.bytes > 0   ? static_cast<double>(done.bytes) / static_cast<double>(total.bytes)
-                       : total.files > 0 ? static_cast<double>(done.files) / static_cast<double>(total.files)
-                                         : 1.0;
+  // Bytes are what takes the time; without them (an empty tree, a package's
+  // contents) files set the pace.
+  const bool byBytes = total.bytes > 0;
+  const double doneUnits = static_cast<double>(byBytes ? done.bytes : done.files);
+  const double totalUnits = static_cast<double>(byBytes ? total.bytes : total.files);
+  const double share = totalUnits > 0 ? doneUnits / totalUnits : 1.0;
   const int filled = static_cast<int>(std::min(1.0, share) * kBarWidth);
   const double seconds = elapsed.count();
-  const double rate = seconds > 0 ? static_cast<double>(done.bytes) / seconds : 0;
+  const double rate = seconds > 0 ? doneUnits / seconds : 0;
   std::string line = "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '-') + "] ";
-  line += std::to_string(done.items) + "/" + std::to_string(total.items) + " items, " + std::to_string(done.files) +
-          "/" + std::to_string(total.files) + " files, " + Bytes(static_cast<double>(done.bytes)) + "/" +
-          Bytes(static_cast<double>(total.bytes));
+  if (total.items > 0) line += std::to_string(done.items) + "/" + std::to_string(total.items) + " items, ";
+  line += std::to_string(done.files) + "/" + std::to_string(total.files) + " files";
+  if (byBytes) line += ", " + Bytes(doneUnits) + "/" + Bytes(totalUnits);
   if (rate > 0) {
-    line += ", " + Bytes(rate) + "/s, " + Duration(static_cast<double>(total.bytes - done.bytes) / rate) + " left";
+    char perSecond[32];
+    std::snprintf(perSecond, sizeof perSecond, "%.0f files/s", rate);
+    line += ", " + (byBytes ? Bytes(rate) + "/s" : std::string(perSecond)) + ", " +
+            Duration(std::max(0.0, totalUnits - doneUnits) / rate) + " left";
   }
   return line;
 }

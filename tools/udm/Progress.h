@@ -1,7 +1,8 @@
 #pragma once
 
 // A one-line progress bar on stderr for commands that move many files:
-// items, files and bytes done of the total, the byte rate and the time left.
+// items, files and bytes done of the total (those the work knows), the rate
+// and the time left.
 // Redrawn at most a few times a second; drawn only when Wanted.
 
 #include <chrono>
@@ -32,6 +33,9 @@ class Progress {
 
   // Counts `done` more and redraws when the last drawing is old enough.
   void Advance(const ProgressCounts& done);
+  // Sets the counts to `done` of `total`, for work that reports where it
+  // stands rather than what it did last.
+  void Reach(const ProgressCounts& done, const ProgressCounts& total);
   // Replaces the counts with a phase's name ("checking in"), drawn at once.
   void Phase(const std::string& name);
   // Erases the bar.

@@ -5,6 +5,7 @@
 
 #include "ItemNames.h"
 #include "Output.h"
+#include "Progress.h"
 #include "Tool.h"
 
 namespace fs = std::filesystem;
@@ -30,6 +31,16 @@ vqkudm::ExportFileOptions FormatOf(const std::string& package) {
   return vqkudm::ExportDirectory;
 }
 
+// Draws the package's file contents as they are copied, then `lastStep`
+// while the work the engine reports only at its end goes on.
+vqkudm::UDMExchangeProgress Drawing(Progress& progress, const std::string& lastStep) {
+  return [&progress, lastStep](const vqString& stage, std::uint64_t done, std::uint64_t total) {
+    if (stage != "contents") return;
+    progress.Reach({0, done, 0}, {0, total, 0});
+    if (done == total) progress.Phase(lastStep);
+  };
+}
+
 void Export(const Options& options, const ExchangeArguments& arguments) {
   OpenRepository repository(options);
   const ItemNames names(repository);
@@ -40,7 +51,11 @@ void Export(const Options& options, const ExchangeArguments& arguments) {
     exported.push_back(ItemJson(items.back()));
   }
   const std::string package = fs::absolute(arguments.package).lexically_normal().string();
-  vqkudm::UDMProfileExtensions::ExportItems(repository.pointer(), items, package, FormatOf(package));
+  Progress progress(Progress::Wanted(options), {});
+  progress.Phase("collecting");
+  vqkudm::UDMProfileExtensions::ExportItems(repository.pointer(), items, package, FormatOf(package),
+                                            Drawing(progress, "writing the package"));
+  progress.Finish();
   Output(options.json).Print({{"package", package}, {"items", exported}}, [&](std::ostream& out) {
     out << "Exported " << items.size() << (items.size() == 1 ? " item" : " items") << " to " << package << "\n";
   });
@@ -49,9 +64,14 @@ void Export(const Options& options, const ExchangeArguments& arguments) {
 void Import(const Options& options, const ExchangeArguments& arguments) {
   OpenRepository repository(options);
   const std::string package = fs::absolute(arguments.package).lexically_normal().string();
-  repository.profile().Import(package);
-  Output(options.json).Print({{"package", package}},
-                             [&](std::ostream& out) { out << "Imported " << package << "\n"; });
+  Progress progress(Progress::Wanted(options), {});
+  progress.Phase("checking the package");
+  const std::size_t added = vqkudm::UDMProfileExtensions::ImportPackage(repository.pointer(), package,
+                                                                        Drawing(progress, "storing"));
+  progress.Finish();
+  Output(options.json).Print({{"package", package}, {"added", added}}, [&](std::ostream& out) {
+    out << "Imported " << package << ": " << added << (added == 1 ? " item" : " items") << " added\n";
+  });
 }
 
 }  // namespace

@@ -44,6 +44,9 @@ struct FolderPlan {
   std::vector<const ScannedFile*> added;
   std::vector<const ScannedFile*> replaced;
   std::vector<std::string> removed;
+  // Sub-folders gone from the tree: no longer used by this folder, though
+  // its older revisions keep them.
+  std::vector<vqkudm::UDMItemHandle> removedFolders;
   std::size_t unchangedFiles = 0;
   std::vector<FolderPlan> folders;
   // Its own files or sub-folders differ from the stored revision.
@@ -54,7 +57,7 @@ struct FolderPlan {
 
 struct Totals {
   int created = 0, updated = 0, unchanged = 0;
-  std::size_t added = 0, replaced = 0, removed = 0, unchangedFiles = 0;
+  std::size_t added = 0, replaced = 0, removed = 0, unchangedFiles = 0, removedFolders = 0;
   std::uint64_t bytes = 0;
 };
 
@@ -130,14 +133,19 @@ class Import {
       CompareFiles(scanned, plan);
       children = Children(m_profile, item, Group(item));
     }
-    plan.changed = plan.isNew || !plan.added.empty() || !plan.replaced.empty() || !plan.removed.empty();
-    plan.touched = plan.changed;
     for (const ScannedFolder& folder : scanned.folders) {
       auto child = children.find(folder.name);
-      plan.folders.push_back(
-          Plan(folder, child == children.end() ? vqkudm::UDMItemHandle() : child->second, plan.path + "/"));
-      plan.changed = plan.changed || plan.folders.back().isNew;
-      plan.touched = plan.touched || plan.changed || plan.folders.back().touched;
+      const bool stored = child != children.end();
+      plan.folders.push_back(Plan(folder, stored ? child->second : vqkudm::UDMItemHandle(), plan.path + "/"));
+      if (stored) children.erase(child);
+    }
+    for (const auto& [name, child] : children) plan.removedFolders.push_back(child);
+    plan.changed = plan.isNew || !plan.added.empty() || !plan.replaced.empty() || !plan.removed.empty() ||
+                   !plan.removedFolders.empty();
+    plan.touched = plan.changed;
+    for (const FolderPlan& folder : plan.folders) {
+      plan.changed = plan.changed || folder.isNew;
+      plan.touched = plan.touched || plan.changed || folder.touched;
     }
     return plan;
   }
@@ -176,6 +184,7 @@ class Import {
     m_totals.added += plan.added.size();
     m_totals.replaced += plan.replaced.size();
     m_totals.removed += plan.removed.size();
+    m_totals.removedFolders += plan.removedFolders.size();
     m_totals.unchangedFiles += plan.unchangedFiles;
     for (const ScannedFile* file : plan.added) m_totals.bytes += file->size;
     for (const ScannedFile* file : plan.replaced) m_totals.bytes += file->size;
@@ -252,6 +261,7 @@ class Import {
     }
     progress.Advance({1, 0, 0});
     for (const std::string& name : plan.removed) m_profile.RemoveFile(plan.item, name);
+    for (vqkudm::UDMItemHandle folder : plan.removedFolders) m_profile.RemoveChildFromParent(plan.item, folder);
     for (const auto* files : {&plan.added, &plan.replaced}) {
       for (const ScannedFile* file : *files) {
         m_profile.AddFile(plan.item).setFilePath(file->path.string()).go();
@@ -299,6 +309,7 @@ class Import {
           {"replaced", m_totals.replaced},
           {"removed", m_totals.removed},
           {"unchanged", m_totals.unchangedFiles}}},
+        {"removedFolders", m_totals.removedFolders},
         {"bytes", m_totals.bytes},
         {"renamed", renamed},
         {"collisions", collisions}};
@@ -310,9 +321,9 @@ class Import {
         out << "collide " << Join(entry.paths) << " as " << entry.name << "\n";
       }
       out << (m_arguments.dryRun ? "Would import " : "Imported ") << m_plan.path << ": " << m_totals.created
-          << " folders created, " << m_totals.updated << " updated, " << m_totals.unchanged << " unchanged; "
-          << m_totals.added << " files added, " << m_totals.replaced << " replaced, " << m_totals.removed
-          << " removed; " << m_totals.bytes << " bytes\n";
+          << " folders created, " << m_totals.updated << " updated, " << m_totals.unchanged << " unchanged, "
+          << m_totals.removedFolders << " removed; " << m_totals.added << " files added, " << m_totals.replaced
+          << " replaced, " << m_totals.removed << " removed; " << m_totals.bytes << " bytes\n";
     });
   }
 
@@ -323,6 +334,9 @@ class Import {
       out << "replace " << plan.path << "/" << file->name << "  " << file->size << " bytes\n";
     }
     for (const std::string& name : plan.removed) out << "remove  " << plan.path << "/" << name << "\n";
+    for (const vqkudm::UDMItemHandle& folder : plan.removedFolders) {
+      out << "remove  " << plan.path << "/" << folder.GetDisplayName() << "/\n";
+    }
     for (const FolderPlan& folder : plan.folders) PrintPlan(out, folder);
   }
 
