@@ -19,8 +19,8 @@ struct UDMResumedWork {
   UDMItemHandle item;
   // Never checked in: the draft is the item's only state.
   bool isNew = false;
-  // Its attributes differ from the stored revision it was checked out from
-  // (always true for a new item).
+  // Its attributes, structure, classifications or files differ from the
+  // stored revision it was checked out from (always true for a new item).
   bool modified = false;
 };
 

@@ -7,8 +7,6 @@
 #include <vqkudmrt/UDMExchange.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMItem.h>
-#include <vqkudmrt/UDMQueryResults.h>
-#include <vqkudmrt/UDMQuerySettings.h>
 #include <vqkudmrt/UDMSession.h>
 #include <vqlmosa/osaFileInfo.h>
 
@@ -20,27 +18,6 @@ namespace {
 
 #define VQ_T_EXCHANGE_PROGRESS \
   "class std::function<void __cdecl(" VQ_T_STRING_CREF ",unsigned __int64,unsigned __int64)>"
-
-// The attributes users set, as text: system attributes change with every
-// save (the name is a row's field of its own), and stored numbers may come
-// back in another width.
-vqStlMap<vqString, vqString> UserAttributes(const vqStlMap<vqString, vqVariant>& attributes) {
-  vqStlMap<vqString, vqString> out;
-  for (const auto& [name, value] : attributes) {
-    if (name.find("smd_") == 0) continue;
-    out[name] = value.ToString();
-  }
-  return out;
-}
-
-bool DiffersFromStored(UDMSession& session, const UDMItem& item) {
-  UDMQueryResults stored;
-  session.QueryPaged(stored, "uid = '" + item.GetUID().ToString() + "'", 0, 1, UDMQuerySettings(), true, true,
-                     false);
-  if (stored.GetEntities().empty()) return true;
-  const UDMQueryResultEntity& row = stored.GetEntities().front();
-  return row.GetName() != item.GetName() || UserAttributes(row.GetContent()) != UserAttributes(item.GetAttributes());
-}
 
 boost::shared_ptr<UDMSession> SessionOf(const char* signature, const boost::shared_ptr<IUDMProfile>& profile) {
   if (!profile) ThrowNullArgument(signature, "profile ");
@@ -82,7 +59,7 @@ void UDMProfileExtensions::ResumeSavedWork(const boost::shared_ptr<IUDMProfile>&
     UDMResumedWork work;
     work.item = profile->GetUDMItemHandle(item->GetUID().ToString());
     work.isNew = item->IsNew();
-    work.modified = work.isNew || DiffersFromStored(*session, *item);
+    work.modified = work.isNew || item->IsModified();
     out.push_back(work);
   }
 }

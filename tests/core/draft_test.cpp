@@ -1,5 +1,7 @@
 #include "session_fixture.h"
 
+#include <fstream>
+
 #include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMClassification.h>
 #include <vqkudmrt/UDMSession.h>
@@ -60,6 +62,52 @@ TEST_P(DraftTest, SavedWorkIsTakenUpAgainByItsUserOnlyAndPersistingRemovesIt) {
   vqStlVector<UDMItemPtr> leftover;
   Concrete(OpenSession("alice"))->ResumeDrafts(leftover);
   EXPECT_TRUE(leftover.empty()) << "persisting must remove the drafts";
+}
+
+TEST_P(DraftTest, SavedCheckOutKeepsWhatItDidNotTouchAndIsModifiedOnlyByRealChanges) {
+  auto steel = boost::dynamic_pointer_cast<UDMClassification>(m_session->CreateEntity(kGroupCategories, "steel", UDMUID()));
+  steel->Persist("", GDM_RECURSE_NONE, -1, false, true);
+  UDMItemPtr bolt = m_session->CreateEntity(kClassPart, "bolt", UDMUID());
+  bolt->AddClassification(steel);
+  const std::filesystem::path drawing = m_dir / "bolt.txt";
+  std::ofstream(drawing) << "M8";
+  bolt->AddFile(drawing.string(), true, false, "");
+  bolt->Persist("first", GDM_RECURSE_NONE, -1, false, true);
+  const UDMUID uid = bolt->GetUID();
+  auto resume = [&] {
+    boost::shared_ptr<IUDMSession> later = OpenSession("alice");
+    vqStlVector<UDMItemPtr> resumed;
+    Concrete(later)->ResumeDrafts(resumed);
+    EXPECT_EQ(resumed.size(), 1u);
+    return resumed.empty() ? UDMItemPtr() : resumed[0];
+  };
+
+  // Checked out where nothing of it was loaded yet.
+  UDMItemPtr fresh = OpenSession("alice")->FindItemById(uid, true, "");
+  fresh->CheckOut("look");
+  fresh->Save("", GDM_RECURSE_NONE, -1);
+  UDMItemPtr looked = resume();
+  ASSERT_TRUE(looked);
+  EXPECT_FALSE(looked->IsModified()) << "a check-out saved untouched holds no change";
+
+  looked->SetAttribute("material", vqVariant("A2"));
+  looked->Save("", GDM_RECURSE_NONE, -1);
+  UDMItemPtr changed = resume();
+  ASSERT_TRUE(changed);
+  EXPECT_TRUE(changed->IsModified());
+  changed->Persist("second", GDM_RECURSE_NONE, -1, false, true);
+  vqStlVector<boost::shared_ptr<UDMClassification>> categories;
+  m_session->FindItemById(UDMUID(uid.GetDmUid() + "1"), true, "")->GetClassifications(categories, false);
+  EXPECT_EQ(categories.size(), 1u) << "a saved draft must not drop the classifications it never loaded";
+
+  UDMItemPtr latest = m_session->FindItemById(UDMUID(uid.GetDmUid() + "1"), true, "");
+  latest->CheckOut("file");
+  std::ofstream(drawing) << "M10";
+  latest->UpdateFile(drawing.string());
+  latest->Save("", GDM_RECURSE_NONE, -1);
+  UDMItemPtr refiled = resume();
+  ASSERT_TRUE(refiled);
+  EXPECT_TRUE(refiled->IsModified()) << "a changed file is a change";
 }
 
 UDM_ON_EVERY_BACKEND(DraftTest);

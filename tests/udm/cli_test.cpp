@@ -1,6 +1,7 @@
 #include "udm_runner.h"
 
 #include <algorithm>
+#include <fstream>
 
 namespace {
 
@@ -60,6 +61,11 @@ TEST_F(CliTest, CheckoutSurvivesTheProcessAndStatusTellsModified) {
 
   ASSERT_EQ(Udm({"undo", "bracket"}).status, 0);
   EXPECT_TRUE(Udm({"--json", "status"}).json()["items"].empty());
+
+  ASSERT_EQ(Udm({"checkout", "bracket"}).status, 0);
+  std::ofstream(m_work / "note.txt") << "a file is a change too";
+  ASSERT_EQ(Udm({"add-file", "bracket", "note.txt"}).status, 0);
+  EXPECT_EQ(Udm({"--json", "status"}).json()["items"][0]["modified"], true);
 }
 
 TEST_F(CliTest, RefusedCheckinKeepsTheChanges) {

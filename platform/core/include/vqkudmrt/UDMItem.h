@@ -245,6 +245,8 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   // The working state as JSON text, and back (UDMItemDraft.cpp).
   vqString EncodeDraft() const;
   void RestoreDraft(const vqString& state);
+  // Whether a draft of this stored revision holds other work than it does.
+  bool DraftDiffersFromStored(const vqString& draft);
   UDMItemPtr Resolve(const vqString& dmid) const;
   void CollectForPersist(const vqString& what, GDMRecurseOption recursion, std::vector<UDMItemPtr>& batch,
                          std::set<const UDMItem*>& inBatch);

@@ -84,7 +84,9 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // Takes up the drafts this session's user saved (UDMItem::Save): each
   // becomes a new, checked-out entity of this session again, with its
   // attributes, children, references and classifications. Drafts this
-  // session holds already are skipped. Appends the entities taken up.
+  // session holds already are skipped. Appends the entities taken up; one
+  // of a stored revision is modified when its draft's attributes (other than
+  // system ones), structure, targets or files differ from that revision's.
   void ResumeDrafts(vqStlVector<boost::shared_ptr<UDMItem>>& out);
 
   // The session's plug-ins, registered from the data-model configuration.

@@ -137,7 +137,9 @@ void UDMItem::Save(const vqString& comment, GDMRecurseOption recursion, int revi
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   std::vector<store::DraftRecord> drafts;
   for (const UDMItemPtr& item : batch) {
+    // A draft replaces the whole working state when it is taken up again.
     item->LoadFiles();
+    item->LoadTargets();
     drafts.push_back({item->m_uid, item->m_cdefType, comment, item->EncodeDraft()});
   }
   const vqString now = UDMSession::Now();

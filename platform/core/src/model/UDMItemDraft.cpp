@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <vqkudmrt/UDMException.h>
+#include <vqnames/UDMNames.h>
 
 #include "../store/EntityStore.h"
 
@@ -64,6 +65,23 @@ vqString UDMItem::EncodeDraft() const {
                               {"default", d.m_default}});
   }
   return state.dump();
+}
+
+bool UDMItem::DraftDiffersFromStored(const vqString& draft) {
+  LoadLinks();
+  LoadTargets();
+  LoadFiles();
+  // System attributes record when and by whom, not what.
+  auto work = [](const std::string& text) {
+    json state = json::parse(text, nullptr, false);
+    if (state.is_discarded()) return state;
+    json& attributes = state["attributes"];
+    for (auto it = attributes.begin(); it != attributes.end();) {
+      it = it.key().rfind("smd_", 0) == 0 && it.key() != kSmdName.str() ? attributes.erase(it) : std::next(it);
+    }
+    return state;
+  };
+  return work(draft.str()) != work(EncodeDraft().str());
 }
 
 void UDMItem::RestoreDraft(const vqString& text) {

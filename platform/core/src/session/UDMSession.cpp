@@ -289,9 +289,10 @@ void UDMSession::ResumeDrafts(vqStlVector<boost::shared_ptr<UDMItem>>& out) {
     if (m_store->LoadRevision(draft.uid, record)) {
       // Work on a stored revision: the draft replaces its stored state.
       boost::shared_ptr<UDMItem> item = held ? held : Adopt(record);
+      const bool modified = item->DraftDiffersFromStored(draft.state);
       item->RestoreDraft(draft.state);
       item->m_checkedOut = true;
-      item->m_modified = true;
+      item->m_modified = modified;
       Retain(item);
       resumed.push_back(item);
       continue;
