@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs every Debian package the build, the tests and the benchmarks need.
+# Installs every Debian package the build, the tests, the benchmarks and the
+# tour (the KiCad demo projects) need.
 # Safe to run again: apt-get skips what is already there.
 set -euo pipefail
 export DEBIAN_FRONTEND=noninteractive
@@ -15,6 +16,7 @@ packages=(
   libpugixml-dev nlohmann-json3-dev libsodium-dev libarchive-dev
   libcli11-dev pybind11-dev python3-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  kicad-demos
 )
 
 missing=()

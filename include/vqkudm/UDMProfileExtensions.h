@@ -36,6 +36,11 @@ class VQKUDM_API UDMProfileExtensions {
   // schema lacks.
   static void ResumeSavedWork(const boost::shared_ptr<IUDMProfile>& profile, vqStlVector<UDMResumedWork>& out);
 
+  // Appends the latest revisions of the stored items and categories no
+  // item uses, oldest first, found in one query per kind. The Core
+  // profile's GetRootEntityHandle walks up from one item only.
+  static void RootItems(const boost::shared_ptr<IUDMProfile>& profile, vqStlVector<UDMItemHandle>& out);
+
   // The characters an item name may not hold; setting such a name raises.
   static vqString ReservedNameCharacters();
 

@@ -1,5 +1,6 @@
 #include <vqkudm/UDMProfileExtensions.h>
 
+#include <algorithm>
 #include <type_traits>
 
 #include <vqnames/UDMNames.h>
@@ -108,6 +109,22 @@ std::size_t UDMProfileExtensions::ImportPackage(const boost::shared_ptr<IUDMProf
   vqStlVector<boost::shared_ptr<UDMItem>> unchanged;
   controller->Import(imported, unchanged, path, false, true);
   return imported.size();
+}
+
+void UDMProfileExtensions::RootItems(const boost::shared_ptr<IUDMProfile>& profile, vqStlVector<UDMItemHandle>& out) {
+  static const char* const kSignature =
+      VQ_SIG("void", "UDMProfileExtensions",
+             "RootItems(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,"
+             "class vqStlVector<class vqkudm::UDMItemHandle> &)");
+  boost::shared_ptr<UDMSession> session = SessionOf(kSignature, profile);
+  vqStlVector<boost::shared_ptr<UDMItem>> roots;
+  session->GetRootEntities(RootEntityItems, roots);
+  session->GetRootEntities(RootEntityClassifications, roots);
+  // Identifiers grow with creation time.
+  std::sort(roots.begin(), roots.end(), [](const auto& a, const auto& b) {
+    return a->GetUID().GetDmUid() < b->GetUID().GetDmUid();
+  });
+  for (const boost::shared_ptr<UDMItem>& root : roots) out.push_back(profile->GetUDMItemHandle(root->GetUID().ToString()));
 }
 
 vqString UDMProfileExtensions::ReservedNameCharacters() { return kReservedCharacters; }

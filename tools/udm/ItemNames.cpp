@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <set>
 
 #include "Failure.h"
@@ -140,31 +141,41 @@ vqStlVector<vqkudm::UDMItemHandle> ItemNames::Named(const std::string& name) con
 }
 
 std::string ItemNames::PathOf(const vqkudm::UDMItemHandle& item) const {
-  std::string path = item.GetDisplayName();
+  // Climb to a root or to an ancestor whose path is known, then remember the
+  // ancestors' paths: listings name many items under the same parents.
+  std::vector<std::pair<std::string, std::string>> chain;  // (dmid, name), item first
+  std::string prefix;
   boost::shared_ptr<vqkudm::IUDMEntityHandle> entity = item.GetEntityHandlePtr();
+  std::string name = item.GetDisplayName();
   for (int depth = 0; depth < kMaxDepth; ++depth) {
+    const std::string dmid = entity->GetUID(true).substr(0, kDmidLength);
+    if (auto known = m_paths.find(dmid); known != m_paths.end()) {
+      prefix = known->second;
+      break;
+    }
+    chain.emplace_back(dmid, name);
     vqStlVector<boost::shared_ptr<vqkudm::IUDMEntityHandle>> parents;
     boost::dynamic_pointer_cast<vqkudm::UDMCoreEntityHandle>(entity)->GetParents(parents, 1, false);
     if (parents.empty()) break;
     entity = parents.front();
-    path = m_repository.profile().GetUDMItemHandle(entity->GetUID(true)).GetDisplayName() + "/" + path;
+    name = m_repository.profile().GetUDMItemHandle(entity->GetUID(true)).GetDisplayName();
   }
-  return path;
+  for (auto link = chain.rbegin(); link != chain.rend(); ++link) {
+    prefix = prefix.empty() ? link->second : prefix + "/" + link->second;
+    // The item itself may be an older revision under another name.
+    if (std::next(link) != chain.rend()) m_paths.emplace(link->first, prefix);
+  }
+  return prefix;
 }
 
 vqStlVector<vqkudm::UDMItemHandle> ItemNames::Roots() const {
-  vqStlVector<vqkudm::UDMItemHandle> all;
-  std::set<std::string> seen;
-  for (const vqkudm::UDMResumedWork& work : m_repository.work()) {
-    if (work.isNew) all.push_back(work.item);
-  }
-  m_repository.profile().QueryEntities(all, "", vqkudm::UDMQuerySettingHandle(), false, false);
   vqStlVector<vqkudm::UDMItemHandle> roots;
-  for (const vqkudm::UDMItemHandle& item : all) {
+  for (const vqkudm::UDMResumedWork& work : m_repository.work()) {
     vqStlVector<boost::shared_ptr<vqkudm::IUDMEntityHandle>> parents;
-    Core(item)->GetParents(parents, 1, false);
-    if (parents.empty() && seen.insert(DmidOf(item)).second) roots.push_back(item);
+    if (work.isNew) Core(work.item)->GetParents(parents, 1, false);
+    if (work.isNew && parents.empty()) roots.push_back(work.item);
   }
+  vqkudm::UDMProfileExtensions::RootItems(m_repository.pointer(), roots);
   return roots;
 }
 

@@ -4,6 +4,7 @@
 // its latest revision), a unique name, or a path of names from a root
 // ("assembly/bracket"); "ITEM@REV" names a stored revision of the item.
 
+#include <map>
 #include <string>
 
 #include <vqkudm/UDMCoreEntityHandle.h>
@@ -38,6 +39,8 @@ class ItemNames {
   vqStlVector<vqkudm::UDMItemHandle> Named(const std::string& name) const;
 
   const OpenRepository& m_repository;
+  // Paths found so far, by item id.
+  mutable std::map<std::string, std::string> m_paths;
 };
 
 // The core entity behind an item handle, for what the profile does not offer.

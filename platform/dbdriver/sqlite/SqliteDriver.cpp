@@ -29,8 +29,10 @@ DbStatus SqliteDriver::Open(const vqString& connection) {
   m_db = db;
   sqlite3_extended_result_codes(m_db, 1);
   sqlite3_busy_timeout(m_db, kBusyTimeoutMs);
-  for (const char* pragma : {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
-                             "PRAGMA foreign_keys=ON"}) {
+  // Reads through a memory map: a command-line process opens the database
+  // cold, and page-by-page reads cost it more than its queries do.
+  for (const char* pragma : {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL", "PRAGMA foreign_keys=ON",
+                             "PRAGMA mmap_size=1073741824"}) {
     DbStatus status = Exec(pragma);
     if (!status) {
       Close();
