@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "Attributes.h"
 #include "ItemNames.h"
 #include "Output.h"
 #include "Tool.h"
@@ -42,19 +43,6 @@ void List(const Options& options, const BrowseArguments& arguments) {
           << "  " << entry["id"].get<std::string>() << "\n";
     }
   });
-}
-
-nlohmann::json AttributesJson(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item) {
-  vqStlVector<vqkudm::UDMAttributeDefinitionHandle> definitions;
-  profile.GetProfileUtils().GetContentDefinitionHandle(item.GetCdef()).GetAttributeDefinitions(definitions);
-  nlohmann::json out = nlohmann::json::array();
-  for (const vqkudm::UDMAttributeDefinitionHandle& definition : definitions) {
-    if (definition.IsSystem() && definition.GetName() != "smd_name") continue;
-    out.push_back({{"name", definition.GetName().str()},
-                   {"type", definition.GetDataType().str()},
-                   {"value", ValueJson(item.GetAttributeValue(definition.GetName()))}});
-  }
-  return out;
 }
 
 nlohmann::json FilesJson(vqkudm::IUDMProfile& profile, vqkudm::UDMItemHandle& item) {
