@@ -14,7 +14,8 @@ packages=(
   libsqlite3-dev sqlite3
   libpq-dev postgresql
   libpugixml-dev nlohmann-json3-dev libsodium-dev libarchive-dev
-  libcli11-dev pybind11-dev python3-dev
+  libcli11-dev pybind11-dev python3-dev libgraphviz-dev
+  python3-pytest
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   kicad-demos
 )

@@ -6,6 +6,8 @@
 // take up again.
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 
 #include <boost/shared_ptr.hpp>
 
@@ -24,8 +26,49 @@ struct UDMResumedWork {
   bool modified = false;
 };
 
+// One entry of the repository's change log (docs/repository.md, "Change
+// notification"), with what can still be found of its item.
+struct UDMLoggedChange {
+  std::int64_t sequence = 0;
+  // When it was logged, UTC, as "2026-11-24T05:01:17.221Z".
+  vqString time;
+  // The session that made it.
+  vqString sessionId;
+  // SignalOptionName of its kind: "persisted", "checked out", "deleted", ...
+  vqString kind;
+  // The revision it is about, and for a child added or removed the child.
+  vqString itemId;
+  vqString childId;
+  int revision = 0;
+  // Whether the revision is still in the repository: an obliterated one is
+  // known by its identifier only, and then name and cdef are empty.
+  bool resolved = false;
+  vqString name;
+  vqString cdef;
+  // Who stored the revision, for the changes that store one (persisted,
+  // created); the log keeps no user for the others.
+  vqString user;
+};
+
 class VQKUDM_API UDMProfileExtensions {
  public:
+  // The change log, for a tool that follows the repository. The sequence
+  // number of the newest change, 0 while there is none: ChangesAfter it
+  // yields what comes next.
+  static std::int64_t LastChangeSequence(const boost::shared_ptr<IUDMProfile>& profile);
+  // The sequence number to read after for the changes logged later than
+  // `time`: ISO 8601, "2026-11-24T05:00:00Z", with an optional fraction and
+  // "Z" or an offset ("+01:00"; UTC without). Raises for another form.
+  static std::int64_t ChangeSequenceBefore(const boost::shared_ptr<IUDMProfile>& profile, const vqString& time);
+  // Appends the changes other sessions logged after `afterSequence`, oldest
+  // first. With none yet, waits up to `timeoutMs` for some: where the
+  // database sends notifications (PostgreSQL) it listens and costs no query
+  // until a change is committed; elsewhere it reads again every 200 ms.
+  // `stop`, when set, is asked at least every 250 ms of waiting and ends the
+  // wait when it says so.
+  static void ChangesAfter(const boost::shared_ptr<IUDMProfile>& profile, std::int64_t afterSequence, int timeoutMs,
+                           vqStlVector<UDMLoggedChange>& out, const std::function<bool()>& stop = {});
+
   // Takes up in the profile's session the drafts its user saved in earlier
   // sessions (UDMSession::ResumeDrafts): the user's check-out locks move to
   // this session, and every draft becomes a checked-out item again (a new

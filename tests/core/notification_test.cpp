@@ -123,4 +123,28 @@ TEST_P(NotificationTest, AWaitingSessionWakesWhenAnotherStoresAChange) {
   EXPECT_EQ(seen[0].op, SIGNAL_PERSISTED);
 }
 
+TEST_P(NotificationTest, ReadersStartAtTheLogsEndOrAtATime) {
+  auto bob = boost::dynamic_pointer_cast<UDMSession>(OpenSession("bob"));
+  EXPECT_EQ(bob->LastChangeSequence(), 0);
+  EXPECT_EQ(bob->ChangeSequenceBefore(UDMSession::Now()), 0);
+
+  m_session->CreateEntity(kClassPart, "early", UDMUID())->Persist("", GDM_RECURSE_NONE, -1, false, true);
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  const vqString between = UDMSession::Now();
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  UDMItemPtr late = m_session->CreateEntity(kClassPart, "late", UDMUID());
+  late->Persist("", GDM_RECURSE_NONE, -1, false, true);
+
+  vqStlVector<UDMSession::LoggedChange> all;
+  bob->ReadChangesOfOthers(0, all);
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(bob->LastChangeSequence(), all.back().sequence);
+  vqStlVector<UDMSession::LoggedChange> sinceThen;
+  bob->ReadChangesOfOthers(bob->ChangeSequenceBefore(between), sinceThen);
+  ASSERT_EQ(sinceThen.size(), 1u);
+  EXPECT_EQ(sinceThen[0].uid, late->GetUID());
+  EXPECT_EQ(bob->ChangeSequenceBefore("2000-01-01T00:00:00.000Z"), all.front().sequence - 1);
+  EXPECT_EQ(bob->ChangeSequenceBefore("2999-01-01T00:00:00.000Z"), all.back().sequence);
+}
+
 UDM_ON_EVERY_BACKEND(NotificationTest);

@@ -1,5 +1,9 @@
 #include "udm_runner.h"
 
+#include <pugixml.hpp>
+
+#include <set>
+
 namespace {
 
 class StructureTest : public UdmRepositoryTest {
@@ -121,6 +125,36 @@ TEST_F(StructureTest, RemovedItemIsRestored) {
   ASSERT_EQ(restored.status, 0) << restored.err;
   EXPECT_EQ(restored.json()["name"], "washer");
   EXPECT_EQ(Udm({"--json", "show", "washer"}).json()["checkedOut"], false);
+}
+
+TEST_F(StructureTest, PicturesDrawEachItemOnceAndEveryUse) {
+  StoredAssembly();
+  ASSERT_EQ(Udm({"checkout", "bolt"}).status, 0);
+  std::ofstream(m_work / "bolt.step") << "ISO-10303-21;";
+  ASSERT_EQ(Udm({"add-file", "bolt", "bolt.step"}).status, 0);
+  ASSERT_EQ(Udm({"checkin", "bolt", "-m", "shape"}).status, 0);
+  const UdmResult drawn = Udm({"--json", "tree", "assembly", "--svg", "a.svg", "--html", "a.html"});
+  ASSERT_EQ(drawn.status, 0) << drawn.err;
+  EXPECT_EQ(drawn.json()["written"].size(), 2u);
+
+  pugi::xml_document svg;
+  ASSERT_TRUE(svg.load_file((m_work / "a.svg").c_str())) << "well-formed SVG";
+  EXPECT_EQ(svg.select_nodes("//*[local-name()='g'][@class='node']").size(), 3u) << "the reused bolt once";
+  const pugi::xpath_node_set edges = svg.select_nodes("//*[local-name()='g'][@class='edge']");
+  ASSERT_EQ(edges.size(), 3u) << "one edge per use";
+  std::multiset<std::string> labels;
+  for (const pugi::xpath_node& edge : edges) labels.insert(edge.node().select_node("*[local-name()='text']").node().text().get());
+  EXPECT_EQ(labels, (std::multiset<std::string>{"\u00d71", "\u00d72", "\u00d74"}));
+  EXPECT_TRUE(svg.select_node("//*[local-name()='text'][starts-with(., 'bolt.step')]")) << "files under their item";
+
+  pugi::xml_document html;
+  ASSERT_TRUE(html.load_file((m_work / "a.html").c_str())) << "well-formed XHTML";
+  EXPECT_EQ(html.select_nodes("//*[local-name()='details']").size(), 3u) << "assembly, bracket and bolt fold";
+  EXPECT_EQ(html.select_nodes("//*[local-name()='a'][starts-with(@href, '#outline-')]").size(), 1u)
+      << "the second use of bolt points at the first";
+  EXPECT_TRUE(html.select_node("//*[local-name()='svg']")) << "the picture is inline";
+
+  EXPECT_EQ(Udm({"tree", "assembly", "--svg", (m_work / "missing/dir/a.svg").string()}).status, 1);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "Output.h"
 
+#include <cstdio>
 #include <iostream>
 
 namespace udm {
@@ -56,6 +57,18 @@ nlohmann::json ValueJson(const vqVariant& value) {
     default:
       return value.ToString().str();
   }
+}
+
+std::string HumanBytes(double bytes) {
+  static const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
+  int unit = 0;
+  while (bytes >= 1024 && unit < 4) {
+    bytes /= 1024;
+    ++unit;
+  }
+  char text[32];
+  std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
+  return text;
 }
 
 }  // namespace udm

@@ -30,5 +30,7 @@ nlohmann::json ItemJson(const vqkudm::UDMItemHandle& item);
 nlohmann::json UseJson(vqkudm::IUDMProfile& profile, const vqkudm::UDMUseInfo& use);
 // A value as JSON: numbers and booleans as such, lists as arrays, text as text.
 nlohmann::json ValueJson(const vqVariant& value);
+// A size for people: "512 B", "1.5 KiB", "3.2 MiB".
+std::string HumanBytes(double bytes);
 
 }  // namespace udm

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "Output.h"
 #include "Tool.h"
 
 namespace udm {
@@ -14,18 +15,6 @@ namespace {
 
 constexpr auto kRedrawEvery = std::chrono::milliseconds(200);
 constexpr int kBarWidth = 20;
-
-std::string Bytes(double bytes) {
-  static const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
-  int unit = 0;
-  while (bytes >= 1024 && unit < 4) {
-    bytes /= 1024;
-    ++unit;
-  }
-  char text[32];
-  std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
-  return text;
-}
 
 std::string Duration(double seconds) {
   const long whole = std::lround(seconds);
@@ -85,11 +74,11 @@ std::string Progress::Line(const ProgressCounts& done, const ProgressCounts& tot
   std::string line = "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '-') + "] ";
   if (total.items > 0) line += std::to_string(done.items) + "/" + std::to_string(total.items) + " items, ";
   line += std::to_string(done.files) + "/" + std::to_string(total.files) + " files";
-  if (byBytes) line += ", " + Bytes(doneUnits) + "/" + Bytes(totalUnits);
+  if (byBytes) line += ", " + HumanBytes(doneUnits) + "/" + HumanBytes(totalUnits);
   if (rate > 0) {
     char perSecond[32];
     std::snprintf(perSecond, sizeof perSecond, "%.0f files/s", rate);
-    line += ", " + (byBytes ? Bytes(rate) + "/s" : std::string(perSecond)) + ", " +
+    line += ", " + (byBytes ? HumanBytes(rate) + "/s" : std::string(perSecond)) + ", " +
             Duration(std::max(0.0, totalUnits - doneUnits) / rate) + " left";
   }
   return line;

@@ -120,4 +120,31 @@ OpenRepository::~OpenRepository() {
   }
 }
 
+const vqkudm::UDMResumedWork* OpenRepository::WorkOf(const vqkudm::UDMItemHandle& item) const {
+  for (const vqkudm::UDMResumedWork& work : m_work) {
+    if (work.item == item) return &work;
+  }
+  return nullptr;
+}
+
+bool OpenRepository::IsNew(const vqkudm::UDMItemHandle& item) const {
+  const vqkudm::UDMResumedWork* work = WorkOf(item);
+  return work && work->isNew;
+}
+
+StoredRevisions::~StoredRevisions() {
+  if (!m_own) return;
+  try {
+    vqkudm::UDMProfileMgr::DiscardProfile(m_own);
+  } catch (const vqkudm::UDMException&) {
+    // Nothing was changed in it; the process ends anyway.
+  }
+}
+
+vqkudm::IUDMProfile& StoredRevisions::profile() const {
+  if (m_repository.work().empty()) return m_repository.profile();
+  if (!m_own) m_own = vqkudm::UDMProfileMgr::GetProfile(Locate(m_options));
+  return *m_own;
+}
+
 }  // namespace udm

@@ -49,10 +49,34 @@ class OpenRepository {
   const boost::shared_ptr<vqkudm::IUDMProfile>& pointer() const { return m_profile; }
   // The drafts and check-outs of the user, as taken up when opening.
   const vqStlVector<vqkudm::UDMResumedWork>& work() const { return m_work; }
+  // The user's work on `item`, or null.
+  const vqkudm::UDMResumedWork* WorkOf(const vqkudm::UDMItemHandle& item) const;
+  // Never checked in.
+  bool IsNew(const vqkudm::UDMItemHandle& item) const;
 
  private:
   boost::shared_ptr<vqkudm::IUDMProfile> m_profile;
   vqStlVector<vqkudm::UDMResumedWork> m_work;
+};
+
+// The stored revisions, read where no draft stands in for one: the user's
+// session hands back a checked-out revision (even named ITEM@REV) as the
+// working copy. A second session without the saved work is opened, on first
+// use, only when there is some.
+class StoredRevisions {
+ public:
+  StoredRevisions(const Options& options, const OpenRepository& repository)
+      : m_options(options), m_repository(repository) {}
+  ~StoredRevisions();
+  StoredRevisions(const StoredRevisions&) = delete;
+  StoredRevisions& operator=(const StoredRevisions&) = delete;
+
+  vqkudm::IUDMProfile& profile() const;
+
+ private:
+  const Options& m_options;
+  const OpenRepository& m_repository;
+  mutable boost::shared_ptr<vqkudm::IUDMProfile> m_own;
 };
 
 }  // namespace udm

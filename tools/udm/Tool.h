@@ -21,6 +21,8 @@ struct Options {
 class Tool {
  public:
   Options options;
+  // The exit status of a command that succeeded: `diff --exit-code` tells differences by 1.
+  int status = 0;
 
   // A sub-command of `parent` that runs `action` when it is the one given.
   CLI::App* Add(CLI::App& parent, const std::string& name, const std::string& description,
@@ -37,12 +39,15 @@ void AddRepoCommands(CLI::App& app, Tool& tool);
 void AddEditCommands(CLI::App& app, Tool& tool);
 void AddLifecycleCommands(CLI::App& app, Tool& tool);
 void AddBrowseCommands(CLI::App& app, Tool& tool);
+void AddDiffCommand(CLI::App& app, Tool& tool);
 void AddQueryCommand(CLI::App& app, Tool& tool);
+void AddWatchCommand(CLI::App& app, Tool& tool);
 void AddImportTreeCommand(CLI::App& app, Tool& tool);
 void AddStructureCommands(CLI::App& app, Tool& tool);
 void AddFilesCommands(CLI::App& app, Tool& tool);
 void AddRecordCommands(CLI::App& app, Tool& tool);
 void AddExchangeCommands(CLI::App& app, Tool& tool);
 void AddDefinitionCommands(CLI::App& app, Tool& tool);
+void AddLogCommand(CLI::App& app, Tool& tool);
 
 }  // namespace udm

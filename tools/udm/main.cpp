@@ -81,13 +81,16 @@ int main(int argc, char** argv) {
   udm::AddEditCommands(app, tool);
   udm::AddLifecycleCommands(app, tool);
   udm::AddBrowseCommands(app, tool);
+  udm::AddDiffCommand(app, tool);
   udm::AddQueryCommand(app, tool);
+  udm::AddWatchCommand(app, tool);
   udm::AddImportTreeCommand(app, tool);
   udm::AddStructureCommands(app, tool);
   udm::AddFilesCommands(app, tool);
   udm::AddRecordCommands(app, tool);
   udm::AddExchangeCommands(app, tool);
   udm::AddDefinitionCommands(app, tool);
+  udm::AddLogCommand(app, tool);
   udm::AddCompletionCommand(app, tool);
 
   try {
@@ -100,7 +103,7 @@ int main(int argc, char** argv) {
   try {
     udm::InstallSignalHandlers();
     tool.Selected(app)();
-    return udm::ReceivedSignal() ? udm::ExitStatusAfter(udm::ReceivedSignal()) : 0;
+    return udm::ReceivedSignal() ? udm::ExitStatusAfter(udm::ReceivedSignal()) : tool.status;
   } catch (const udm::Interrupted& interrupted) {
     Report(tool.options, interrupted.what(), vqkudm::ExcCatState, vqkudm::ExcSubGeneral, "");
     return udm::ExitStatusAfter(interrupted.signal());

@@ -4,6 +4,7 @@
 
 #include "Attributes.h"
 #include "ItemNames.h"
+#include "ItemParts.h"
 #include "Output.h"
 #include "Tool.h"
 
@@ -15,14 +16,6 @@ struct BrowseArguments {
   std::string item;
 };
 
-nlohmann::json UsesJson(const OpenRepository& repository, const vqkudm::UDMItemHandle& item) {
-  vqStlVector<vqkudm::UDMUseInfo> uses;
-  Core(item)->GetUses(uses, "");
-  nlohmann::json out = nlohmann::json::array();
-  for (const vqkudm::UDMUseInfo& use : uses) out.push_back(UseJson(repository.profile(), use));
-  return out;
-}
-
 void List(const Options& options, const BrowseArguments& arguments) {
   OpenRepository repository(options);
   const ItemNames names(repository);
@@ -30,7 +23,7 @@ void List(const Options& options, const BrowseArguments& arguments) {
   if (arguments.item.empty()) {
     for (const vqkudm::UDMItemHandle& root : names.Roots()) items.push_back(ItemJson(root));
   } else {
-    items = UsesJson(repository, names.Resolve(arguments.item));
+    items = UsesJson(repository.profile(), names.Resolve(arguments.item));
   }
   Output(options.json).Print({{"items", items}}, [&](std::ostream& out) {
     std::string group;
@@ -45,50 +38,9 @@ void List(const Options& options, const BrowseArguments& arguments) {
   });
 }
 
-nlohmann::json FilesJson(vqkudm::IUDMProfile& profile, vqkudm::UDMItemHandle& item) {
-  vqStlVector<vqkudm::UDMGenericDocument> files;
-  profile.GetFileInfoList(item, files, true);
-  nlohmann::json out = nlohmann::json::array();
-  for (const vqkudm::UDMGenericDocument& file : files) {
-    out.push_back({{"name", file.GetName().str()},
-                   {"size", file.GetSize()},
-                   {"contentKey", file.GetContentKey().str()},
-                   {"external", file.IsExternal()}});
-  }
-  return out;
-}
-
-nlohmann::json RelationsJson(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item) {
-  vqStlVector<vqkudm::UDMRelationHandle> relations;
-  profile.GetRelations(relations, item, vqkudm::RelationBoth);
-  nlohmann::json out = nlohmann::json::array();
-  for (const vqkudm::UDMRelationHandle& relation : relations) {
-    out.push_back({{"id", relation.GetUID().str()},
-                   {"type", relation.GetCdef().str()},
-                   {"left", ItemJson(relation.GetLeftEntity())},
-                   {"right", ItemJson(relation.GetRightEntity())}});
-  }
-  return out;
-}
-
-nlohmann::json ClassificationsJson(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item) {
-  vqStlVector<boost::shared_ptr<vqkudm::IUDMEntityHandle>> categories;
-  Core(item)->GetClassifications(categories, false);
-  nlohmann::json out = nlohmann::json::array();
-  for (const auto& category : categories) out.push_back(ItemJson(profile.GetUDMItemHandle(category->GetUID(true))));
-  return out;
-}
-
-bool IsNew(const OpenRepository& repository, const vqkudm::UDMItemHandle& item) {
-  for (const vqkudm::UDMResumedWork& work : repository.work()) {
-    if (work.isNew && work.item == item) return true;
-  }
-  return false;
-}
-
 nlohmann::json RevisionsJson(const OpenRepository& repository, const vqkudm::UDMItemHandle& item) {
   nlohmann::json out = nlohmann::json::array();
-  if (IsNew(repository, item)) return out;
+  if (repository.IsNew(item)) return out;
   const std::string dmid = item.GetUID().substr(0, 32);
   for (int revision = 0; revision <= item.GetLatestRevision(); ++revision) {
     const vqkudm::UDMItemHandle version = repository.profile().GetUDMItemHandle(dmid + std::to_string(revision));
@@ -110,7 +62,7 @@ void Show(const Options& options, const BrowseArguments& arguments) {
   document["checkedOut"] = item.IsEditable();
   document["attributes"] = AttributesJson(repository.profile(), item);
   document["files"] = FilesJson(repository.profile(), item);
-  document["children"] = UsesJson(repository, item);
+  document["children"] = UsesJson(repository.profile(), item);
   document["relations"] = RelationsJson(repository.profile(), item);
   document["classifications"] = ClassificationsJson(repository.profile(), item);
   document["revisions"] = RevisionsJson(repository, item);

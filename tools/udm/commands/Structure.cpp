@@ -1,11 +1,14 @@
 // udm link, unlink, tree and where-used: uses of children, with the use
 // attributes of their group.
 
+#include <fstream>
 #include <iostream>
 
 #include "Editing.h"
+#include "Failure.h"
 #include "Output.h"
 #include "Tool.h"
+#include "views/StructurePicture.h"
 
 namespace udm {
 
@@ -17,6 +20,8 @@ struct StructureArguments {
   std::string group;
   std::vector<std::string> assignments;
   int depth = kMaxDepth;
+  std::string svg;
+  std::string html;
 };
 
 void Link(const Options& options, const StructureArguments& arguments) {
@@ -87,6 +92,26 @@ void PrintTree(std::ostream& out, const nlohmann::json& uses, const std::string&
   }
 }
 
+// Each item's files by item id, for the pictures.
+void CollectFiles(vqkudm::IUDMProfile& profile, const nlohmann::json& item, StructureView& view) {
+  const std::string id = item["id"];
+  if (view.files.count(id)) return;
+  nlohmann::json& files = view.files[id] = nlohmann::json::array();
+  vqStlVector<vqkudm::UDMGenericDocument> documents;
+  profile.GetFileInfoList(profile.GetUDMItemHandle(id), documents, true);
+  for (const vqkudm::UDMGenericDocument& document : documents) {
+    if (!document.IsPreviewImage()) files.push_back({{"name", document.GetName().str()}, {"size", document.GetSize()}});
+  }
+  for (const nlohmann::json& use : item["children"]) CollectFiles(profile, use, view);
+}
+
+void WritePicture(const std::string& path, const std::string& content) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << content;
+  out.close();
+  if (!out) Refuse("tree", "cannot write " + path, vqkudm::ExcSubIo);
+}
+
 void Tree(const Options& options, const StructureArguments& arguments) {
   OpenRepository repository(options);
   const ItemNames names(repository);
@@ -94,9 +119,27 @@ void Tree(const Options& options, const StructureArguments& arguments) {
   nlohmann::json document = ItemJson(item);
   document["path"] = names.PathOf(item);
   document["children"] = Uses(repository.profile(), item, arguments.depth);
-  Output(options.json).Print(document, [&](std::ostream& out) {
-    out << document["path"].get<std::string>() << "  " << document["class"].get<std::string>() << "\n";
-    PrintTree(out, document["children"], "  ");
+  if (arguments.svg.empty() && arguments.html.empty()) {
+    Output(options.json).Print(document, [&](std::ostream& out) {
+      out << document["path"].get<std::string>() << "  " << document["class"].get<std::string>() << "\n";
+      PrintTree(out, document["children"], "  ");
+    });
+    return;
+  }
+  StructureView view{document, {}};
+  CollectFiles(repository.profile(), document, view);
+  const std::string picture = StructureSvg(view);
+  nlohmann::json written = nlohmann::json::array();
+  if (!arguments.svg.empty()) {
+    WritePicture(arguments.svg, picture);
+    written.push_back(arguments.svg);
+  }
+  if (!arguments.html.empty()) {
+    WritePicture(arguments.html, StructureHtml(view, picture));
+    written.push_back(arguments.html);
+  }
+  Output(options.json).Print({{"item", ItemJson(item)}, {"written", written}}, [&](std::ostream& out) {
+    for (const nlohmann::json& path : written) out << "Wrote " << path.get<std::string>() << "\n";
   });
 }
 
@@ -149,10 +192,12 @@ void AddStructureCommands(CLI::App& app, Tool& tool) {
 
   CLI::App* tree = tool.Add(app, "tree",
                             "Shows the structure below an item, each use with its quantity.\n"
-                            "Example: udm tree assembly --depth 2",
+                            "Example: udm tree assembly --depth 2 --html assembly.html",
                             [&options, arguments] { Tree(options, *arguments); });
   tree->add_option("ITEM", arguments->parent, "the item")->required();
   tree->add_option("--depth", arguments->depth, "levels to show (default: all)")->check(CLI::PositiveNumber);
+  tree->add_option("--svg", arguments->svg, "draw the structure as an SVG picture into FILE");
+  tree->add_option("--html", arguments->html, "write a page with the picture and a foldable outline into FILE");
 
   CLI::App* whereUsed = tool.Add(app, "where-used",
                                  "Lists every assembly that uses an item, at every level, with its number of uses.\n"

@@ -118,6 +118,13 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // `timeoutMs` for another session to store some. On a server that sends
   // notifications the wait costs nothing until a change is committed.
   void WaitForChangesOfOthers(std::int64_t afterSequence, int timeoutMs, vqStlVector<LoggedChange>& out);
+  // The sequence number of the newest change in the log, 0 while it is
+  // empty: reading after it yields only what comes next.
+  std::int64_t LastChangeSequence();
+  // The sequence number to read after for the changes logged later than
+  // `time` (in Now()'s form): just before the first of them, else the
+  // newest change's.
+  std::int64_t ChangeSequenceBefore(const vqString& time);
 
   boost::shared_ptr<UDMSessionConfig> GetSessionConfig() const override { return m_config; }
   boost::shared_ptr<UDMConfiguration> GetConfiguration() const override { return m_schema; }

@@ -171,6 +171,10 @@ void UDMSession::WaitForChangesOfOthers(std::int64_t afterSequence, int timeoutM
   }
 }
 
+std::int64_t UDMSession::LastChangeSequence() { return m_store->LastChangeSeq(); }
+
+std::int64_t UDMSession::ChangeSequenceBefore(const vqString& time) { return m_store->ChangeSeqBefore(time); }
+
 vqlm::iDbDriver& UDMSession::Database() { return m_store->Db(); }
 
 boost::shared_ptr<UDMContentDefinition> UDMSession::GetContentDefinition(const vqString& type) const {

@@ -544,6 +544,17 @@ void EntityStore::WaitForChangeSignal(int timeoutMs) {
   if (!status) Fail("waiting for changes failed", status);
 }
 
+std::int64_t EntityStore::LastChangeSeq() {
+  return ToInt64(Query("SELECT COALESCE(MAX(seq), 0) FROM udm_change", {}).GetValue(0, 0));
+}
+
+std::int64_t EntityStore::ChangeSeqBefore(const vqString& time) {
+  return ToInt64(Query("SELECT COALESCE(MIN(seq) - 1, (SELECT COALESCE(MAX(seq), 0) FROM udm_change))"
+                       " FROM udm_change WHERE change_time > ?",
+                       {time})
+                     .GetValue(0, 0));
+}
+
 std::vector<ChangeLogEntry> EntityStore::ReadChanges(std::int64_t afterSeq, const vqString& excludeSession) {
   const vqlm::ResultSet rows = Query(
       "SELECT seq, session_id, op, uid, url, attr_name, attr_value, child_uid, change_time"

@@ -280,6 +280,11 @@ class EntityStore {
   void AppendChanges(const std::vector<ChangeLogEntry>& entries);
   // Log entries after `afterSeq`, oldest first, except those of `excludeSession`.
   std::vector<ChangeLogEntry> ReadChanges(std::int64_t afterSeq, const vqString& excludeSession);
+  // The newest entry's sequence number; 0 while the log is empty.
+  std::int64_t LastChangeSeq();
+  // The sequence number just before the first entry logged later than
+  // `time` (in the log's form), else the newest entry's; one snapshot.
+  std::int64_t ChangeSeqBefore(const vqString& time);
   // Waits up to `timeoutMs` for a sign that the change log grew: a
   // notification where the database sends them (call ListenForChanges before
   // reading the log, so nothing slips between the read and the wait), a short

@@ -1,0 +1,651 @@
+#include "repository.h"
+
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <set>
+#include <system_error>
+
+#include <vqkudm/UDMProfileMgr.h>
+#include <vqkudm/UDMQuerySettingHandle.h>
+#include <vqkudmrt/UDMException.h>
+
+#include "errors.h"
+#include "item.h"
+#include "values.h"
+
+namespace fs = std::filesystem;
+
+namespace vqkudm::python {
+
+namespace {
+
+using ConfigMap = vqStlMap<vqString, vqVariant>;
+
+constexpr std::size_t kDmidLength = 32;
+// The workspace directory of a repository directory's .udm, as `udm init`
+// lays it out; no repository may take its name.
+const char* const kWorkspaceName = "workspace";
+const char* const kDatabaseFile = "repository.db";
+
+bool AllOf(const std::string& text, int (*test)(int)) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [test](unsigned char c) { return test(c); });
+}
+bool IsDmid(const std::string& text) { return text.size() == kDmidLength && AllOf(text, ::isxdigit); }
+bool IsRevisionId(const std::string& text) {
+  return text.size() > kDmidLength && IsDmid(text.substr(0, kDmidLength)) && AllOf(text.substr(kDmidLength), ::isdigit);
+}
+
+// ---- Opening
+
+ConfigMap LocalConfiguration(const fs::path& baseDir, const std::string& name) {
+  if (name.empty() || name == kWorkspaceName || name == "." || name == "..") {
+    RefuseArgument("open", "\"" + name + "\" cannot name a repository: give name=", ExcSubWrongType);
+  }
+  const std::string base = fs::absolute(baseDir).lexically_normal().string();
+  return {{"DataSource", vqVariant("local")},
+          {"RepositoryBaseDir", vqVariant(base)},
+          {"RepositoryName", vqVariant(name)},
+          {"WorkspaceBaseDir", vqVariant(base)},
+          {"WorkspaceName", vqVariant(kWorkspaceName)}};
+}
+
+// The repository of a directory as `udm init DIR` makes it: DIR/.udm/<name>,
+// the one already there or a new one named `name` (default: DIR's name).
+ConfigMap DirectoryConfiguration(const fs::path& dir, std::string name) {
+  const fs::path absolute = fs::absolute(dir).lexically_normal();
+  const fs::path udmDir = absolute / ".udm";
+  std::error_code error;
+  if (name.empty()) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(udmDir, error)) {
+      if (entry.path().filename() != kWorkspaceName && fs::exists(entry.path() / kDatabaseFile)) {
+        name = entry.path().filename().string();
+        break;
+      }
+    }
+  }
+  if (name.empty()) name = (absolute.has_filename() ? absolute : absolute.parent_path()).filename().string();
+  fs::create_directories(udmDir, error);
+  if (error) {
+    ThrowFileException("vqkudm.open", "cannot create " + udmDir.string() + ": " + error.message(),
+                       ExcSubFolderCreation);
+  }
+  return LocalConfiguration(udmDir, name);
+}
+
+fs::path RegistryDirectory() {
+  const char* configured = std::getenv("NORVEL_VQK_UDMRT_DB_DIR");
+  if (configured && *configured) return configured;
+  const char* home = std::getenv("HOME");
+  return fs::path(home ? home : "") / ".vqkudm";
+}
+
+// The registered repository of that name or identifier, with its workspace:
+// its base directory's for an embedded one, one beside the registry for a
+// server one (whose credentials come from libpq's environment).
+ConfigMap RegisteredConfiguration(const std::string& nameOrId) {
+  ConfigMap configuration;
+  vqStlMap<vqString, vqString> settings;
+  UDMProfileMgr::GetRepositoryClientSettings(settings, nameOrId, configuration);
+  const vqString name = configuration["RepositoryName"].ToString();
+  if (configuration["DataSource"].ToString() == "local") {
+    configuration["WorkspaceBaseDir"] = configuration["RepositoryBaseDir"];
+    configuration["WorkspaceName"] = vqVariant(kWorkspaceName);
+  } else {
+    configuration["WorkspaceBaseDir"] = vqVariant((RegistryDirectory() / "workspaces").string());
+    configuration["WorkspaceName"] = vqVariant(name);
+  }
+  return configuration;
+}
+
+ConfigMap DictConfiguration(const py::dict& dict) {
+  ConfigMap configuration;
+  for (const auto& [key, value] : dict) {
+    const std::string name = Text(key, "a configuration key");
+    configuration[name] = vqVariant(SettingText(value, name));
+  }
+  return configuration;
+}
+
+// ---- Queries
+
+struct QueryPlan {
+  std::shared_ptr<Connection> connection;
+  std::string expression;
+  UDMQuerySettingHandle settings;
+  int pageSize = 100;
+  // Counted once, or learnt from an iteration that reached the end.
+  std::optional<long long> count;
+};
+
+bool IsPastEnd(const UDMException& e) { return e.GetExceptionSubCategory() == ExcSubOutOfRange; }
+
+// One page from `start`; empty past the end. Call inside Run.
+std::vector<UDMItemHandle> Page(IUDMProfile& profile, const QueryPlan& plan, long long start, int count) {
+  if (start > INT_MAX) RefuseArgument("QueryResult", "results beyond row " + std::to_string(INT_MAX) + " cannot be paged to", ExcSubOutOfRange);
+  vqStlVector<UDMItemHandle> out;
+  try {
+    profile.QueryEntitiesPaginated(out, plan.expression, 0, static_cast<int>(start), count, plan.settings, false, false);
+  } catch (const UDMException& e) {
+    // The database refuses a page that starts past the results.
+    if (start > 0 && IsPastEnd(e)) return {};
+    throw;
+  }
+  return std::vector<UDMItemHandle>(out.begin(), out.end());
+}
+
+// The number of results, asked with one-row pages: the profile's paged
+// query says whether a row exists at an offset, so doubling and then halving
+// the offset finds the end in about 2*log2(n) pages of one item each.
+long long Count(IUDMProfile& profile, const QueryPlan& plan) {
+  auto exists = [&](long long row) { return !Page(profile, plan, row, 1).empty(); };
+  if (!exists(0)) return 0;
+  long long present = 0, absent = 1;
+  while (exists(absent)) {
+    present = absent;
+    absent *= 2;
+  }
+  while (absent - present > 1) {
+    const long long middle = present + (absent - present) / 2;
+    (exists(middle) ? present : absent) = middle;
+  }
+  return present + 1;
+}
+
+struct QueryResult {
+  std::shared_ptr<QueryPlan> plan;
+};
+
+struct QueryIterator {
+  explicit QueryIterator(std::shared_ptr<QueryPlan> query) : plan(std::move(query)) {}
+
+  std::shared_ptr<QueryPlan> plan;
+  std::vector<UDMItemHandle> page;
+  std::size_t next = 0;
+  long long start = 0;
+  bool last = false;
+
+  // The next page, when the one in hand is used up; false at the end.
+  bool Fill() {
+    if (next < page.size()) return true;
+    if (last) return false;
+    page = plan->connection->Run("QueryResult", [&](const boost::shared_ptr<IUDMProfile>& profile) {
+      return Page(*profile, *plan, start, plan->pageSize);
+    });
+    next = 0;
+    start += static_cast<long long>(page.size());
+    last = page.size() < static_cast<std::size_t>(plan->pageSize);
+    if (last) plan->count = start;
+    return !page.empty();
+  }
+};
+
+// Values of one result row for records(): the item's own fields by name,
+// else its attributes.
+std::vector<std::pair<vqVariant, std::string>> Row(IUDMProfile& profile, const UDMItemHandle& item,
+                                                   const std::vector<std::string>& names) {
+  std::vector<std::pair<vqVariant, std::string>> row;
+  UDMProfileUtils utils = profile.GetProfileUtils();
+  for (const std::string& name : names) {
+    if (name == "name") {
+      row.emplace_back(vqVariant(profile.GetDisplayName(item)), "");
+    } else if (name == "uid") {
+      row.emplace_back(vqVariant(item.GetUID()), "");
+    } else if (name == "cdef") {
+      row.emplace_back(vqVariant(item.GetCdef()), "");
+    } else if (name == "revision") {
+      row.emplace_back(vqVariant(item.GetRevision()), "");
+    } else {
+      RequireAttribute(profile, item.GetCdef().str(), name, "QueryResult.records");
+      const vqString type = utils.GetAttributeDefinitionHandle(item.GetCdef(), name).GetDataType();
+      row.emplace_back(profile.GetAttributeValue(item, name), type.str());
+    }
+  }
+  return row;
+}
+
+void ApplySort(UDMQuerySettingHandle& settings, py::handle sort) {
+  std::vector<std::string> keys;
+  if (sort.is_none()) return;
+  if (py::isinstance<py::str>(sort)) {
+    keys.push_back(sort.cast<std::string>());
+  } else if (py::isinstance<py::list>(sort) || py::isinstance<py::tuple>(sort)) {
+    for (py::handle key : sort) keys.push_back(Text(key, "a sort key"));
+  } else {
+    Text(sort, "sort");  // refuses it, naming the type
+  }
+  for (std::string key : keys) {
+    const bool descending = !key.empty() && key[0] == '-';
+    if (descending) key.erase(0, 1);
+    if (key.empty()) RefuseArgument("Repository.query", "a sort key is empty", ExcSubEmpty);
+    if (key == "cdef") {
+      settings.SortByCdefName(descending);
+    } else {
+      // The item's name is the attribute smd_name.
+      settings.AddSortByMetadata(key == "name" ? "smd_name" : key, descending);
+    }
+  }
+}
+
+// ---- Finding items
+
+// The unstored items still in this session: resumed drafts and items made
+// here that are neither checked in nor discarded. Call inside Run.
+std::vector<UDMItemHandle> LiveUnstored(Connection& connection) {
+  std::vector<UDMItemHandle>& unstored = connection.Unstored();
+  std::vector<UDMItemHandle> live;
+  for (const UDMItemHandle& item : unstored) {
+    try {
+      if (item.IsEditable()) live.push_back(item);
+    } catch (const UDMException&) {
+      // Discarded by an undo.
+    }
+  }
+  unstored = live;
+  return live;
+}
+
+std::vector<UDMItemHandle> Named(Connection& connection, IUDMProfile& profile, const std::string& name) {
+  std::vector<UDMItemHandle> found;
+  std::set<std::string> seen;
+  auto add = [&](const UDMItemHandle& item) {
+    if (profile.GetDisplayName(item) == name && seen.insert(DmidOf(item.GetUID())).second) found.push_back(item);
+  };
+  // The session's own work first: new items are in no query, and an edited
+  // one may have been renamed.
+  for (const UDMItemHandle& item : LiveUnstored(connection)) add(item);
+  vqStlVector<UDMItemHandle> stored;
+  profile.QueryEntities(stored, "name = " + QueryLiteral(name), UDMQuerySettingHandle(), false, false);
+  for (const UDMItemHandle& item : stored) add(item);
+  return found;
+}
+
+[[noreturn]] void NotFound(const std::string& what) {
+  RefuseArgument("Repository.get", "no item " + what, ExcSubNotFound);
+}
+
+UDMItemHandle ByDmid(Connection& connection, IUDMProfile& profile, const std::string& dmid) {
+  for (const UDMItemHandle& item : LiveUnstored(connection)) {
+    if (DmidOf(item.GetUID()) == dmid) return item;
+  }
+  vqStlVector<UDMItemHandle> found;
+  profile.QueryEntities(found, "uid like " + QueryLiteral(dmid + "*"), UDMQuerySettingHandle(), false, false);
+  if (found.empty()) NotFound("\"" + dmid + "\"");
+  return found.front();
+}
+
+UDMItemHandle Revision(IUDMProfile& profile, const std::string& dmid, int revision, const std::string& url) {
+  try {
+    return profile.GetUDMItemHandle(dmid + std::to_string(revision));
+  } catch (const UDMException&) {
+    NotFound("at \"" + url + "\": revision " + std::to_string(revision) + " of " + dmid + " is not stored");
+  }
+}
+
+// "/repository/root~v1/group/child~v0/": the root by name among the items
+// no item uses, then each child by group and name, each at its revision.
+UDMItemHandle ByUrl(Connection& connection, IUDMProfile& profile, const std::string& url) {
+  auto malformed = [&](const std::string& why) {
+    RefuseArgument("Repository.get", "the URL \"" + url + "\" does not parse: " + why, ExcSubSyntax);
+  };
+  if (url.size() < 2 || url.back() != '/') malformed("a versioned URL starts and ends with \"/\"");
+  std::vector<std::string> segments;
+  for (std::size_t start = 1, slash; (slash = url.find('/', start)) != std::string::npos; start = slash + 1) {
+    if (slash == start) malformed("it has an empty segment");
+    segments.push_back(url.substr(start, slash - start));
+  }
+  if (segments.size() < 2 || segments.size() % 2 != 0) {
+    malformed("after the repository come the root and then pairs of child group and child");
+  }
+  if (!connection.RepositoryName().empty() && segments[0] != connection.RepositoryName()) {
+    RefuseArgument("Repository.get",
+                   "the URL \"" + url + "\" is of repository \"" + segments[0] + "\", not \"" +
+                       connection.RepositoryName() + "\"",
+                   ExcSubNotFound);
+  }
+  auto step = [&](const std::string& segment, std::string& name) {
+    const std::size_t mark = segment.rfind("~v");
+    const std::string digits = mark == std::string::npos ? "" : segment.substr(mark + 2);
+    int revision = -1;
+    if (mark == std::string::npos || mark == 0 || !AllOf(digits, ::isdigit) || !vqString(digits).ToInt(revision)) {
+      malformed("\"" + segment + "\" is not a name followed by ~v and a revision");
+    }
+    name = segment.substr(0, mark);
+    return revision;
+  };
+  std::string name;
+  int revision = step(segments[1], name);
+  UDMItemHandle item;
+  for (const UDMItemHandle& candidate : Named(connection, profile, name)) {
+    vqStlVector<boost::shared_ptr<IUDMEntityHandle>> parents;
+    Core(candidate)->GetParents(parents, 1, false);
+    if (parents.empty()) item = candidate;
+  }
+  if (item.IsEmpty()) NotFound("at \"" + url + "\": no root item \"" + name + "\"");
+  item = Revision(profile, DmidOf(item.GetUID()), revision, url);
+  for (std::size_t i = 2; i < segments.size(); i += 2) {
+    revision = step(segments[i + 1], name);
+    vqStlVector<UDMItemHandle> children;
+    profile.GetChildren(children, item, segments[i], "");
+    UDMItemHandle child;
+    for (const UDMItemHandle& candidate : children) {
+      if (profile.GetDisplayName(candidate) == name) child = candidate;
+    }
+    if (child.IsEmpty()) {
+      NotFound("at \"" + url + "\": \"" + profile.GetDisplayName(item).str() + "\" uses no \"" + name + "\" in " +
+               segments[i]);
+    }
+    item = Revision(profile, DmidOf(child.GetUID()), revision, url);
+  }
+  return item;
+}
+
+// ---- The Python classes
+
+struct Repository {
+  std::shared_ptr<Connection> connection;
+};
+
+Repository Open(py::object target, py::object name, py::object baseDir) {
+  ConfigMap configuration;
+  const std::string nameText = name.is_none() ? std::string() : Text(name, "name");
+  if (py::isinstance<py::dict>(target)) {
+    if (!name.is_none() || !baseDir.is_none()) {
+      RefuseArgument("open", "a configuration dict says everything: name= and base_dir= go into it", ExcSubGeneral);
+    }
+    configuration = DictConfiguration(target.cast<py::dict>());
+  } else if (!target.is_none()) {
+    if (!baseDir.is_none()) RefuseArgument("open", "give a directory or base_dir=, not both", ExcSubGeneral);
+    configuration = DirectoryConfiguration(PathText(target, "the repository directory"), nameText);
+  } else if (!baseDir.is_none()) {
+    if (nameText.empty()) RefuseArgument("open", "base_dir= needs name=, the repository's name", ExcSubEmpty);
+    configuration = LocalConfiguration(PathText(baseDir, "base_dir"), nameText);
+  } else if (!nameText.empty()) {
+    configuration = RegisteredConfiguration(nameText);
+  } else {
+    RefuseArgument("open", "open() needs a directory, name= (with base_dir= or registered) or a configuration dict",
+                   ExcSubEmpty);
+  }
+  const std::string repositoryName = configuration["RepositoryName"].ToString().str();
+  boost::shared_ptr<IUDMProfile> profile;
+  std::vector<UDMItemHandle> work;
+  {
+    py::gil_scoped_release release;
+    profile = UDMProfileMgr::GetProfile(configuration);
+    try {
+      // The user's check-outs of earlier sessions move to this one, with the
+      // work `udm` saved: else an item left checked out could not be checked
+      // out again.
+      vqStlVector<UDMResumedWork> resumed;
+      UDMProfileExtensions::ResumeSavedWork(profile, resumed);
+      for (const UDMResumedWork& entry : resumed) work.push_back(entry.item);
+    } catch (...) {
+      UDMProfileMgr::DiscardProfile(profile);
+      throw;
+    }
+  }
+  auto connection = std::make_shared<Connection>(profile, repositoryName);
+  connection->Unstored() = work;
+  return Repository{connection};
+}
+
+}  // namespace
+
+// ---- Connection and the shared helpers
+
+Connection::Connection(boost::shared_ptr<IUDMProfile> profile, std::string repositoryName)
+    : m_profile(std::move(profile)), m_repositoryName(std::move(repositoryName)) {}
+
+Connection::~Connection() {
+  try {
+    if (m_profile) UDMProfileMgr::DiscardProfile(m_profile);
+  } catch (const UDMException&) {
+    // Nothing is left to report it to.
+  }
+}
+
+void Connection::Close() {
+  py::gil_scoped_release release;
+  std::lock_guard<std::mutex> lock(m_mutex);
+  m_unstored.clear();
+  if (m_profile) UDMProfileMgr::DiscardProfile(m_profile);
+  m_profile.reset();
+}
+
+bool Connection::IsClosed() {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  return !m_profile;
+}
+
+const boost::shared_ptr<IUDMProfile>& Connection::Open(const char* where) const {
+  if (!m_profile) {
+    RefuseState(where, "the repository \"" + m_repositoryName + "\" is closed", ExcSubNull);
+  }
+  return m_profile;
+}
+
+boost::shared_ptr<UDMCoreEntityHandle> Core(const UDMItemHandle& item) {
+  auto core = boost::dynamic_pointer_cast<UDMCoreEntityHandle>(item.GetEntityHandlePtr());
+  if (!core) RefuseState("Item", "the item " + item.ToString().str() + " is not of the Core profile", ExcSubNull);
+  return core;
+}
+
+std::string DmidOf(const std::string& uid) { return uid.substr(0, kDmidLength); }
+
+std::string QueryLiteral(const std::string& text) {
+  std::string literal = "'";
+  for (char c : text) literal += c == '\'' ? std::string("''") : std::string(1, c);
+  return literal + "'";
+}
+
+void RegisterRepository(py::module_& module) {
+  py::class_<QueryIterator>(module, "QueryIterator", "Iterates over a QueryResult, one page at a time.")
+      .def("__iter__", [](QueryIterator& self) -> QueryIterator& { return self; }, "The iterator itself.")
+      .def("__next__", [](QueryIterator& self) {
+        if (!self.Fill()) throw py::stop_iteration();
+        return Item(self.plan->connection, self.page[self.next++]);
+      }, "The next item, fetching the next page when this one is used up.");
+
+  py::class_<QueryResult>(module, "QueryResult",
+                          "The items a query matches, fetched lazily a page at a time as they are iterated.\n\n"
+                          "Each iteration runs the query again from its first page; len() counts the matches\n"
+                          "without fetching them and keeps the number (as does an iteration that reaches the\n"
+                          "end). Errors in the expression are raised on first use.")
+      .def("__iter__", [](QueryResult& self) { return QueryIterator(self.plan); },
+           "A new iteration from the first page.")
+      .def("__len__",
+           [](QueryResult& self) {
+             if (!self.plan->count) {
+               const QueryPlan& plan = *self.plan;
+               self.plan->count = plan.connection->Run(
+                   "QueryResult", [&](const boost::shared_ptr<IUDMProfile>& profile) { return Count(*profile, plan); });
+             }
+             return *self.plan->count;
+           },
+           "The number of matches, counted once without fetching the items.")
+      .def(
+          "records",
+          [](QueryResult& self, py::args names) {
+            std::vector<std::string> fields;
+            for (py::handle name : names) fields.push_back(Text(name, "a record field"));
+            if (fields.empty()) fields = {"name", "uid", "cdef", "revision"};
+            py::list records;
+            QueryIterator pages(self.plan);
+            while (pages.Fill()) {
+              const auto rows = self.plan->connection->Run("QueryResult.records", [&](const boost::shared_ptr<IUDMProfile>& profile) {
+                std::vector<std::vector<std::pair<vqVariant, std::string>>> out;
+                for (const UDMItemHandle& item : pages.page) out.push_back(Row(*profile, item, fields));
+                return out;
+              });
+              for (const auto& row : rows) {
+                py::dict record;
+                for (std::size_t i = 0; i < fields.size(); ++i) record[py::str(fields[i])] = ToPython(row[i].first, row[i].second);
+                records.append(record);
+              }
+              pages.next = pages.page.size();
+            }
+            return records;
+          },
+          "The matches as a list of dicts of the named fields: name, uid, cdef and revision of the item,\n"
+          "or any attribute of its definition. Without names: name, uid, cdef and revision.")
+      .def_property_readonly("expression", [](QueryResult& self) { return self.plan->expression; },
+                             "The query text.")
+      .def("__repr__", [](QueryResult& self) {
+        return "<vqkudm.QueryResult " + py::repr(py::str(self.plan->expression)).cast<std::string>() + ">";
+      });
+
+  py::class_<Repository>(module, "Repository",
+                         "An open repository: one session on it. Use it in a with block, or close() it:\n\n"
+                         "    with vqkudm.open(\"bike\") as repo:\n"
+                         "        frame = repo.create(\"UDMPart\", \"frame\", mass=2.1)\n"
+                         "        frame.checkin(\"first frame\")\n\n"
+                         "Items made from it stop working (StateError) once it is closed.")
+      .def("__enter__", [](Repository& self) { return self; }, "The repository itself.")
+      .def("__exit__", [](Repository& self, py::object, py::object, py::object) {
+        self.connection->Close();
+        return false;
+      }, "Closes the repository.")
+      .def("close", [](Repository& self) { self.connection->Close(); },
+           "Closes the session (UDMProfileMgr::DiscardProfile). Work not checked in is dropped; items\n"
+           "left checked out stay locked to the user, and a later open() of the same user takes\n"
+           "them up again.")
+      .def_property_readonly("closed", [](Repository& self) { return self.connection->IsClosed(); },
+                             "Whether close() was called.")
+      .def_property_readonly("name", [](Repository& self) { return self.connection->RepositoryName(); },
+                             "The repository's name.")
+      .def(
+          "create",
+          [](Repository& self, py::handle cdef, py::handle name, py::object parent, py::object group,
+             py::kwargs attributes) {
+            const std::string cdefText = Text(cdef, "cdef");
+            const std::string nameText = Text(name, "name");
+            const std::string groupText = group.is_none() ? std::string() : Text(group, "group");
+            const Item* parentItem = parent.is_none() ? nullptr : &parent.cast<const Item&>();
+            if (parentItem && parentItem->connection != self.connection) {
+              RefuseArgument("Repository.create", "the parent is an item of another repository", ExcSubGeneral);
+            }
+            std::vector<std::pair<std::string, vqVariant>> values;
+            for (const auto& [key, value] : attributes) {
+              const std::string attribute = key.cast<std::string>();
+              values.emplace_back(attribute, ToVariant(value, "attribute \"" + attribute + "\""));
+            }
+            Connection& connection = *self.connection;
+            const UDMItemHandle created =
+                connection.Run("Repository.create", [&](const boost::shared_ptr<IUDMProfile>& profile) {
+                  UDMItemHandle item;
+                  if (parentItem) {
+                    const std::string chosen =
+                        groupText.empty() ? DefaultGroup(*profile, parentItem->handle, cdefText) : groupText;
+                    item = profile->CreateAndAdd(cdefText, nameText, parentItem->handle, chosen);
+                  } else {
+                    item = profile->CreateEntity(cdefText, nameText);
+                  }
+                  try {
+                    for (const auto& [attribute, value] : values) {
+                      RequireAttribute(*profile, cdefText, attribute, "Repository.create");
+                      profile->SetAttribute(item, attribute, value);
+                    }
+                  } catch (const UDMException&) {
+                    // All or nothing: a refused value leaves no half-made item.
+                    profile->UndoCheckout(item);
+                    throw;
+                  }
+                  connection.Unstored().push_back(item);
+                  return item;
+                });
+            return Item(self.connection, created);
+          },
+          py::arg("cdef"), py::arg("name"), py::kw_only(), py::arg("parent") = py::none(),
+          py::arg("group") = py::none(),
+          "Creates an item of definition `cdef` named `name`, checked out to its creator; keyword\n"
+          "arguments set its attributes. With `parent` (checked out or new) the item is used by it in\n"
+          "`group` (default: the first child group admitting `cdef`). Nothing is stored until\n"
+          "checkin(); undo() discards it. A refused value raises and leaves no item behind.")
+      .def(
+          "get",
+          [](Repository& self, py::handle identifier) {
+            const std::string text = Text(identifier, "an item identifier");
+            Connection& connection = *self.connection;
+            const UDMItemHandle item = connection.Run("Repository.get", [&](const boost::shared_ptr<IUDMProfile>& profile) {
+              if (!text.empty() && text[0] == '/') return ByUrl(connection, *profile, text);
+              if (IsDmid(text)) return ByDmid(connection, *profile, text);
+              if (!IsRevisionId(text)) {
+                RefuseArgument("Repository.get",
+                               "\"" + text + "\" is neither an identifier (32 hex digits, then a revision) nor a "
+                               "versioned URL; find() looks items up by name",
+                               ExcSubSyntax);
+              }
+              try {
+                return profile->GetUDMItemHandle(text);
+              } catch (const UDMException&) {
+                NotFound("\"" + text + "\"");
+              }
+            });
+            return Item(self.connection, item);
+          },
+          py::arg("uid_or_url"),
+          "The item of an identifier: a revision's (Item.uid), the 32-hex-digit id of the item for its\n"
+          "latest revision, or a versioned URL (\"/repo/assembly~v1/parts/bolt~v0/\").\n"
+          "InvalidArgumentError (NOT_FOUND) when there is none.")
+      .def(
+          "find",
+          [](Repository& self, py::handle name) {
+            const std::string text = Text(name, "name");
+            Connection& connection = *self.connection;
+            const std::vector<UDMItemHandle> found = connection.Run(
+                "Repository.find",
+                [&](const boost::shared_ptr<IUDMProfile>& profile) { return Named(connection, *profile, text); });
+            return ItemList(self.connection, found);
+          },
+          py::arg("name"),
+          "The items named `name`: the latest stored revisions, and this session's new and\n"
+          "checked-out items. A list, empty when there are none.")
+      .def(
+          "query",
+          [](Repository& self, py::handle expression, py::handle sort, py::handle pageSize, bool ignoreCase) {
+            auto plan = std::make_shared<QueryPlan>();
+            plan->connection = self.connection;
+            plan->expression = Text(expression, "expression");
+            if (!py::isinstance<py::int_>(pageSize) || py::isinstance<py::bool_>(pageSize) ||
+                pageSize.cast<long long>() < 1 || pageSize.cast<long long>() > INT_MAX) {
+              RefuseArgument("Repository.query", "page_size must be a whole number from 1, not " +
+                                                     py::repr(pageSize).cast<std::string>(),
+                             ExcSubOutOfRange);
+            }
+            plan->pageSize = pageSize.cast<int>();
+            ApplySort(plan->settings, sort);
+            plan->settings.SetIgnoreCase(ignoreCase);
+            return QueryResult{plan};
+          },
+          py::arg("expression") = "", py::kw_only(), py::arg("sort") = py::none(), py::arg("page_size") = 100,
+          py::arg("ignore_case") = false,
+          "The latest revisions matching `expression` (the query language of docs/queries.md, e.g.\n"
+          "\"cdef = 'UDMPart' and mass > 1\"; empty: every item), as a lazy QueryResult.\n"
+          "sort: an attribute, \"name\" or \"cdef\", or a list of them; a leading \"-\" sorts descending.\n"
+          "page_size: how many items each database round trip fetches.\n"
+          "ignore_case: compare texts ignoring the case of A-Z.")
+      .def("__repr__", [](Repository& self) {
+        return "<vqkudm.Repository " + py::repr(py::str(self.connection->RepositoryName())).cast<std::string>() +
+               (self.connection->IsClosed() ? " closed>" : ">");
+      });
+
+  module.def("open", &Open, py::arg("path") = py::none(), py::kw_only(), py::arg("name") = py::none(),
+             py::arg("base_dir") = py::none(),
+             "Opens a repository and returns a Repository (a context manager).\n\n"
+             "    open(\"path/to/dir\")          the embedded repository of a directory, laid out as\n"
+             "                                 `udm init` does (dir/.udm); made when missing\n"
+             "    open(name=\"n\", base_dir=\"d\")  the embedded repository d/n, made when missing\n"
+             "    open(name=\"n\")               the registered repository of that name or id\n"
+             "    open({\"DataSource\": ...})     the profile manager's configuration keys, passed\n"
+             "                                 through: \"PostGres\" with \"dbconnectstring\" and\n"
+             "                                 \"RepositoryName\", \"UDMXML\" with \"FileDataSource\"\n"
+             "                                 and \"ConnectionIdentifier\", ...\n\n"
+             "Paths may be str or os.PathLike. The user's check-outs and saved work of earlier sessions\n"
+             "are taken up. Raises Error when the repository cannot be opened.");
+}
+
+}  // namespace vqkudm::python
