@@ -42,10 +42,6 @@ def test_records_sort_and_filter(repo):
     assert raised.value.sub_category == vqkudm.SubCategory.NOT_FOUND
 
 
-@pytest.mark.xfail(
-    strict=True,
-    reason="the database sorts by attributes kept in udm_attribute; the name (smd_name) is a column of udm_revision",
-)
 def test_sort_by_name(repo):
     for name in ("b", "c", "a"):
         repo.create("UDMPart", name).checkin()

@@ -169,6 +169,17 @@ TEST_P(QueryTest, PagesComeFromTheDatabaseOrFromTheCachedOrderAndAreAppended) {
             ExcSubOutOfRange);
 }
 
+TEST_P(QueryTest, SortingByTheNameUsesItsOwnColumn) {
+  UDMQuerySettings settings;
+  settings.SetIgnoreCase(true);
+  settings.AddSortByMetadata("smd_name", true);
+  UDMQueryResults page;
+  m_session->QueryPaged(page, "cdef = 'UDMPart' and material like 's*'", 0, 10, settings, false, false, false);
+  std::vector<vqString> names;
+  for (const auto& row : page.GetEntities()) names.push_back(row.GetName());
+  EXPECT_EQ(names, (std::vector<vqString>{"Washer", "Bolt-M8", "bolt-m10"}));
+}
+
 TEST_P(QueryTest, RevisionsDeletedEntitiesAndConditionObjectsFollowTheModes) {
   UDMItemPtr washer = m_items[2];
   washer->CheckOut("");

@@ -239,10 +239,17 @@ SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& 
       order += byDisplay + dialect.textCollation + direction(settings->GetSortByCdefDispNameDescending()) + ", ";
     }
     for (std::uint64_t i = 0; i < settings->GetSortByMetadataNr(); ++i) {
+      const vqString dir = direction(settings->GetSortByMetadataIsDescending(i));
+      // The name, users and times are columns of their own, not attribute rows.
+      const Field field = FieldOf(settings->GetSortByMetadataName(i));
+      if (field != Field::Attribute) {
+        const vqString column = Compiler::Column(field);
+        order += (IsNumericField(field) ? column : compiler.Text(column, options.ignoreCase)) + dir + ", ";
+        continue;
+      }
       const vqString alias = "s" + std::to_string(i);
       joins += " LEFT JOIN udm_attribute " + alias + " ON " + alias + ".uid = r.uid AND " + alias + ".name = ?";
       joinParams.push_back(settings->GetSortByMetadataName(i));
-      const vqString dir = direction(settings->GetSortByMetadataIsDescending(i));
       // Entities without the attribute come last either way, on every database.
       order += "(" + alias + ".text_value IS NULL) ASC, " + alias + ".num_value" + dir + ", " +
                compiler.Text(alias + ".text_value", options.ignoreCase) + dir + ", ";
