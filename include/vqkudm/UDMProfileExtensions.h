@@ -84,6 +84,12 @@ class VQKUDM_API UDMProfileExtensions {
   // profile's GetRootEntityHandle walks up from one item only.
   static void RootItems(const boost::shared_ptr<IUDMProfile>& profile, vqStlVector<UDMItemHandle>& out);
 
+  // The first child group of the definition `parentCdef` that admits items
+  // of `childCdef` or of a definition it derives from (a group naming no
+  // definitions admits any); empty when none does.
+  static vqString ChildGroupFor(const boost::shared_ptr<IUDMProfile>& profile, const vqString& parentCdef,
+                                const vqString& childCdef);
+
   // The characters an item name may not hold; setting such a name raises.
   static vqString ReservedNameCharacters();
 

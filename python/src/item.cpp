@@ -31,18 +31,6 @@ std::string CurrentUid(const Item& item) {
   }
 }
 
-bool IsA(UDMProfileUtils& utils, vqString cdef, const vqString& base) {
-  // Deeper than any real definition chain; stops a chain that loops.
-  for (int depth = 0; !cdef.empty() && depth < 64; ++depth) {
-    if (cdef == base) return true;
-    UDMContentDefinitionHandle definition = utils.GetContentDefinitionHandle(cdef);
-    if (definition.IsEmpty()) return false;
-    cdef.clear();
-    definition.GetDerivedFrom(cdef);
-  }
-  return false;
-}
-
 TypedValue ReadAttribute(IUDMProfile& profile, const UDMItemHandle& handle, const std::string& name) {
   RequireAttribute(profile, handle.GetCdef().str(), name, "Item[]");
   const std::string type = profile.GetProfileUtils().GetAttributeDefinitionHandle(handle.GetCdef(), name).GetDataType();
@@ -133,20 +121,14 @@ void RequireAttribute(IUDMProfile& profile, const std::string& cdef, const std::
   }
 }
 
-std::string DefaultGroup(IUDMProfile& profile, const UDMItemHandle& parent, const std::string& cdef) {
-  UDMProfileUtils utils = profile.GetProfileUtils();
-  vqStlVector<vqString> groups;
-  utils.GetGroupNames(parent.GetCdef(), groups, "");
-  for (const vqString& group : groups) {
-    vqStlVector<vqString> allowed;
-    utils.GetAllowedChildCdefNames(parent.GetCdef(), allowed, group);
-    if (allowed.empty()) return group;
-    for (const vqString& type : allowed) {
-      if (IsA(utils, cdef, type)) return group;
-    }
+std::string DefaultGroup(const boost::shared_ptr<IUDMProfile>& profile, const UDMItemHandle& parent,
+                         const std::string& cdef) {
+  const vqString group = UDMProfileExtensions::ChildGroupFor(profile, parent.GetCdef(), cdef);
+  if (group.empty()) {
+    RefuseArgument("Item.add_child", "no child group of " + parent.GetCdef().str() + " admits " + cdef + "; name one",
+                   ExcSubNotFound);
   }
-  RefuseArgument("Item.add_child", "no child group of " + parent.GetCdef().str() + " admits " + cdef + "; name one",
-                 ExcSubNotFound);
+  return group.str();
 }
 
 void RegisterItem(py::module_& module) {
@@ -283,7 +265,7 @@ void RegisterItem(py::module_& module) {
             }
             self.connection->Run("Item.add_child", [&](const boost::shared_ptr<IUDMProfile>& profile) {
               const std::string chosen =
-                  groupName.empty() ? DefaultGroup(*profile, self.handle, child.handle.GetCdef().str()) : groupName;
+                  groupName.empty() ? DefaultGroup(profile, self.handle, child.handle.GetCdef().str()) : groupName;
               if (attributes.empty()) {
                 profile->AddChild(self.handle, child.handle, chosen);
               } else {

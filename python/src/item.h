@@ -32,6 +32,7 @@ void RequireAttribute(IUDMProfile& profile, const std::string& cdef, const std::
 
 // The first child group of the parent's definition that admits `cdef`;
 // InvalidArgumentError when none does. Call inside Connection::Run.
-std::string DefaultGroup(IUDMProfile& profile, const UDMItemHandle& parent, const std::string& cdef);
+std::string DefaultGroup(const boost::shared_ptr<IUDMProfile>& profile, const UDMItemHandle& parent,
+                         const std::string& cdef);
 
 }  // namespace vqkudm::python

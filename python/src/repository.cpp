@@ -539,7 +539,7 @@ void RegisterRepository(py::module_& module) {
                   UDMItemHandle item;
                   if (parentItem) {
                     const std::string chosen =
-                        groupText.empty() ? DefaultGroup(*profile, parentItem->handle, cdefText) : groupText;
+                        groupText.empty() ? DefaultGroup(profile, parentItem->handle, cdefText) : groupText;
                     item = profile->CreateAndAdd(cdefText, nameText, parentItem->handle, chosen);
                   } else {
                     item = profile->CreateEntity(cdefText, nameText);

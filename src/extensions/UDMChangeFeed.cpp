@@ -19,6 +19,7 @@
 #include <vqlmidbdriver/iDbDriver.h>
 
 #include "../foundation/SignatureText.h"
+#include "ExtensionSession.h"
 
 namespace vqkudm {
 
@@ -32,13 +33,6 @@ constexpr int kPollMs = 200;
 // The longest stretch of waiting between two questions to `stop`.
 constexpr int kStopSliceMs = 250;
 
-boost::shared_ptr<UDMSession> SessionOf(const char* signature, const boost::shared_ptr<IUDMProfile>& profile) {
-  if (!profile) ThrowNullArgument(signature, "profile ");
-  boost::shared_ptr<UDMSession> session =
-      boost::dynamic_pointer_cast<UDMSession>(UDMFramework::GetInstance()->FindSession(profile->GetSessionId()));
-  if (!session) ThrowUDMException(signature, "the session of the profile is gone", ExcCatState, ExcSubNull);
-  return session;
-}
 
 // An ISO 8601 time in the log's form (UTC, milliseconds); false for text
 // that is none, or names a day or hour that does not exist.

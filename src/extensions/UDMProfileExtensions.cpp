@@ -12,6 +12,7 @@
 #include <vqlmosa/osaFileInfo.h>
 
 #include "../foundation/SignatureText.h"
+#include "ExtensionSession.h"
 
 namespace vqkudm {
 
@@ -20,12 +21,16 @@ namespace {
 #define VQ_T_EXCHANGE_PROGRESS \
   "class std::function<void __cdecl(" VQ_T_STRING_CREF ",unsigned __int64,unsigned __int64)>"
 
-boost::shared_ptr<UDMSession> SessionOf(const char* signature, const boost::shared_ptr<IUDMProfile>& profile) {
-  if (!profile) ThrowNullArgument(signature, "profile ");
-  boost::shared_ptr<UDMSession> session =
-      boost::dynamic_pointer_cast<UDMSession>(UDMFramework::GetInstance()->FindSession(profile->GetSessionId()));
-  if (!session) ThrowUDMException(signature, "the session of the profile is gone", ExcCatState, ExcSubNull);
-  return session;
+bool IsA(UDMProfileUtils& utils, vqString cdef, const vqString& base) {
+  // Deeper than any real definition chain; stops a chain that loops.
+  for (int depth = 0; !cdef.empty() && depth < 64; ++depth) {
+    if (cdef == base) return true;
+    UDMContentDefinitionHandle definition = utils.GetContentDefinitionHandle(cdef);
+    if (definition.IsEmpty()) return false;
+    cdef.clear();
+    definition.GetDerivedFrom(cdef);
+  }
+  return false;
 }
 
 // The caller's callback must not outlive the call, nor an archive's
@@ -46,6 +51,14 @@ class CallbacksCleared {
 };
 
 }  // namespace
+
+boost::shared_ptr<UDMSession> SessionOf(const char* signature, const boost::shared_ptr<IUDMProfile>& profile) {
+  if (!profile) ThrowNullArgument(signature, "profile ");
+  boost::shared_ptr<UDMSession> session =
+      boost::dynamic_pointer_cast<UDMSession>(UDMFramework::GetInstance()->FindSession(profile->GetSessionId()));
+  if (!session) ThrowUDMException(signature, "the session of the profile is gone", ExcCatState, ExcSubNull);
+  return session;
+}
 
 void UDMProfileExtensions::ResumeSavedWork(const boost::shared_ptr<IUDMProfile>& profile,
                                            vqStlVector<UDMResumedWork>& out) {
@@ -125,6 +138,26 @@ void UDMProfileExtensions::RootItems(const boost::shared_ptr<IUDMProfile>& profi
     return a->GetUID().GetDmUid() < b->GetUID().GetDmUid();
   });
   for (const boost::shared_ptr<UDMItem>& root : roots) out.push_back(profile->GetUDMItemHandle(root->GetUID().ToString()));
+}
+
+vqString UDMProfileExtensions::ChildGroupFor(const boost::shared_ptr<IUDMProfile>& profile, const vqString& parentCdef,
+                                             const vqString& childCdef) {
+  static const char* const kSignature =
+      VQ_SIG(VQ_T_STRING, "UDMProfileExtensions",
+             "ChildGroupFor(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &," VQ_T_STRING_CREF "," VQ_T_STRING_CREF ")");
+  if (!profile) ThrowNullArgument(kSignature, "profile ");
+  UDMProfileUtils utils = profile->GetProfileUtils();
+  vqStlVector<vqString> groups;
+  utils.GetGroupNames(parentCdef, groups, "");
+  for (const vqString& group : groups) {
+    vqStlVector<vqString> allowed;
+    utils.GetAllowedChildCdefNames(parentCdef, allowed, group);
+    if (allowed.empty()) return group;
+    for (const vqString& type : allowed) {
+      if (IsA(utils, childCdef, type)) return group;
+    }
+  }
+  return vqString();
 }
 
 vqString UDMProfileExtensions::ReservedNameCharacters() { return kReservedCharacters; }

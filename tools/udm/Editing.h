@@ -18,8 +18,9 @@ std::pair<std::string, std::string> Assignment(const std::string& text);
 // Sets each "attr=value" as text; the attribute's definition converts it.
 void Assign(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& item,
             const std::vector<std::string>& assignments);
-// The first child group of the parent's definition that admits `cls`.
-std::string DefaultGroup(vqkudm::IUDMProfile& profile, const vqkudm::UDMItemHandle& parent, const std::string& cls,
+// The first child group of the parent's definition that admits `cls`;
+// refused, naming `command`, when none does.
+std::string DefaultGroup(const OpenRepository& repository, const vqkudm::UDMItemHandle& parent, const std::string& cls,
                          const std::string& command);
 
 }  // namespace udm

@@ -33,7 +33,7 @@ void New(const Options& options, const EditArguments& arguments) {
     vqkudm::UDMItemHandle parent = names.Resolve(arguments.under);
     RequireEditable(names, parent, "new");
     const std::string group =
-        arguments.group.empty() ? DefaultGroup(profile, parent, arguments.cls, "new") : arguments.group;
+        arguments.group.empty() ? DefaultGroup(repository, parent, arguments.cls, "new") : arguments.group;
     item = profile.CreateAndAdd(arguments.cls, arguments.name, parent, group);
     Assign(profile, item, arguments.assignments);
     // The parent's draft carries the new use; saving it saves the child too.

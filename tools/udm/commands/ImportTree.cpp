@@ -98,7 +98,7 @@ class Import {
 
  private:
   std::string Group(const vqkudm::UDMItemHandle& parent) {
-    return DefaultGroup(m_profile, parent, m_arguments.cls, kCommand);
+    return DefaultGroup(m_repository, parent, m_arguments.cls, kCommand);
   }
 
   vqkudm::UDMItemHandle Top() {

@@ -37,7 +37,7 @@ void Link(const Options& options, const StructureArguments& arguments) {
   const vqkudm::UDMItemHandle child = names.Resolve(arguments.child);
   RequireEditable(names, parent, "link");
   const std::string group =
-      arguments.group.empty() ? DefaultGroup(profile, parent, child.GetCdef(), "link") : arguments.group;
+      arguments.group.empty() ? DefaultGroup(repository, parent, child.GetCdef(), "link") : arguments.group;
   const vqString use = Core(parent)->AddUse(Core(child), group, attributes);
   // A new child is saved along, as `udm new --under` does.
   profile.Save(parent, "", true);
