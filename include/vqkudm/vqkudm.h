@@ -10,6 +10,7 @@
 #include <vqkudm/UDMNames.h>
 #include <vqkudm/UDMPartNames.h>
 #include <vqkudm/UDMProfileExtensions.h>
+#include <vqkudm/UDMRepositoryLayout.h>
 #include <vqkudm/UDMProfileMgr.h>
 #include <vqkudm/UDMProfileUpdate.h>
 #include <vqkudmrt/IUDMSession.h>

@@ -12,6 +12,7 @@
 
 #include <vqkudm/UDMProfileMgr.h>
 #include <vqkudm/UDMQuerySettingHandle.h>
+#include <vqkudm/UDMRepositoryLayout.h>
 #include <vqkudmrt/UDMException.h>
 
 #include "errors.h"
@@ -27,11 +28,6 @@ namespace {
 using ConfigMap = vqStlMap<vqString, vqVariant>;
 
 constexpr std::size_t kDmidLength = 32;
-// The workspace directory of a repository directory's .udm, as `udm init`
-// lays it out; no repository may take its name.
-const char* const kWorkspaceName = "workspace";
-const char* const kDatabaseFile = "repository.db";
-
 bool AllOf(const std::string& text, int (*test)(int)) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [test](unsigned char c) { return test(c); });
 }
@@ -42,62 +38,19 @@ bool IsRevisionId(const std::string& text) {
 
 // ---- Opening
 
-ConfigMap LocalConfiguration(const fs::path& baseDir, const std::string& name) {
-  if (name.empty() || name == kWorkspaceName || name == "." || name == "..") {
-    RefuseArgument("open", "\"" + name + "\" cannot name a repository: give name=", ExcSubWrongType);
-  }
-  const std::string base = fs::absolute(baseDir).lexically_normal().string();
-  return {{"DataSource", vqVariant("local")},
-          {"RepositoryBaseDir", vqVariant(base)},
-          {"RepositoryName", vqVariant(name)},
-          {"WorkspaceBaseDir", vqVariant(base)},
-          {"WorkspaceName", vqVariant(kWorkspaceName)}};
-}
-
 // The repository of a directory as `udm init DIR` makes it: DIR/.udm/<name>,
 // the one already there or a new one named `name` (default: DIR's name).
 ConfigMap DirectoryConfiguration(const fs::path& dir, std::string name) {
   const fs::path absolute = fs::absolute(dir).lexically_normal();
-  const fs::path udmDir = absolute / ".udm";
-  std::error_code error;
-  if (name.empty()) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(udmDir, error)) {
-      if (entry.path().filename() != kWorkspaceName && fs::exists(entry.path() / kDatabaseFile)) {
-        name = entry.path().filename().string();
-        break;
-      }
-    }
-  }
+  const fs::path udmDir = UDMRepositoryLayout::UdmDirectory(absolute.string()).str();
+  if (name.empty()) name = UDMRepositoryLayout::LocalRepositoryName(udmDir.string()).str();
   if (name.empty()) name = (absolute.has_filename() ? absolute : absolute.parent_path()).filename().string();
+  ConfigMap configuration = UDMRepositoryLayout::LocalConfiguration(udmDir.string(), name);
+  std::error_code error;
   fs::create_directories(udmDir, error);
   if (error) {
     ThrowFileException("vqkudm.open", "cannot create " + udmDir.string() + ": " + error.message(),
                        ExcSubFolderCreation);
-  }
-  return LocalConfiguration(udmDir, name);
-}
-
-fs::path RegistryDirectory() {
-  const char* configured = std::getenv("NORVEL_VQK_UDMRT_DB_DIR");
-  if (configured && *configured) return configured;
-  const char* home = std::getenv("HOME");
-  return fs::path(home ? home : "") / ".vqkudm";
-}
-
-// The registered repository of that name or identifier, with its workspace:
-// its base directory's for an embedded one, one beside the registry for a
-// server one (whose credentials come from libpq's environment).
-ConfigMap RegisteredConfiguration(const std::string& nameOrId) {
-  ConfigMap configuration;
-  vqStlMap<vqString, vqString> settings;
-  UDMProfileMgr::GetRepositoryClientSettings(settings, nameOrId, configuration);
-  const vqString name = configuration["RepositoryName"].ToString();
-  if (configuration["DataSource"].ToString() == "local") {
-    configuration["WorkspaceBaseDir"] = configuration["RepositoryBaseDir"];
-    configuration["WorkspaceName"] = vqVariant(kWorkspaceName);
-  } else {
-    configuration["WorkspaceBaseDir"] = vqVariant((RegistryDirectory() / "workspaces").string());
-    configuration["WorkspaceName"] = vqVariant(name);
   }
   return configuration;
 }
@@ -363,9 +316,9 @@ Repository Open(py::object target, py::object name, py::object baseDir) {
     configuration = DirectoryConfiguration(PathText(target, "the repository directory"), nameText);
   } else if (!baseDir.is_none()) {
     if (nameText.empty()) RefuseArgument("open", "base_dir= needs name=, the repository's name", ExcSubEmpty);
-    configuration = LocalConfiguration(PathText(baseDir, "base_dir"), nameText);
+    configuration = UDMRepositoryLayout::LocalConfiguration(PathText(baseDir, "base_dir"), nameText);
   } else if (!nameText.empty()) {
-    configuration = RegisteredConfiguration(nameText);
+    configuration = UDMRepositoryLayout::RegisteredConfiguration(nameText);
   } else {
     RefuseArgument("open", "open() needs a directory, name= (with base_dir= or registered) or a configuration dict",
                    ExcSubEmpty);

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include <vqkudm/UDMProfileMgr.h>
+#include <vqkudm/UDMRepositoryLayout.h>
 
 #include "Failure.h"
 #include "Tool.h"
@@ -12,8 +13,6 @@ namespace fs = std::filesystem;
 namespace udm {
 
 namespace {
-
-const char* const kDatabaseFile = "repository.db";
 
 std::string Environment(const char* name) {
   const char* value = std::getenv(name);
@@ -51,48 +50,22 @@ ConfigMap DefaultConfiguration() {
 
 }  // namespace
 
-fs::path UdmDirectory(const fs::path& dir) { return dir / ".udm"; }
+fs::path UdmDirectory(const fs::path& dir) { return vqkudm::UDMRepositoryLayout::UdmDirectory(dir.string()).str(); }
 
 ConfigMap LocalConfiguration(const fs::path& udmDir, const std::string& name) {
-  const std::string base = fs::absolute(udmDir).lexically_normal().string();
-  return {{"DataSource", vqVariant("local")},
-          {"RepositoryBaseDir", vqVariant(base)},
-          {"RepositoryName", vqVariant(name)},
-          {"WorkspaceBaseDir", vqVariant(base)},
-          {"WorkspaceName", vqVariant(kWorkspaceName)}};
+  return vqkudm::UDMRepositoryLayout::LocalConfiguration(udmDir.string(), name);
 }
 
 std::string LocalRepositoryName(const fs::path& udmDir) {
-  std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator(udmDir, error)) {
-    if (entry.path().filename() != kWorkspaceName && fs::exists(entry.path() / kDatabaseFile)) {
-      return entry.path().filename().string();
-    }
-  }
-  Refuse("", "no repository in " + udmDir.string(), vqkudm::ExcSubNotFound);
+  const vqString name = vqkudm::UDMRepositoryLayout::LocalRepositoryName(udmDir.string());
+  if (name.empty()) Refuse("", "no repository in " + udmDir.string(), vqkudm::ExcSubNotFound);
+  return name.str();
 }
 
-fs::path RegistryDirectory() {
-  const std::string configured = Environment("NORVEL_VQK_UDMRT_DB_DIR");
-  if (!configured.empty()) return configured;
-  return fs::path(Environment("HOME")) / ".vqkudm";
-}
+fs::path RegistryDirectory() { return vqkudm::UDMRepositoryLayout::RegistryDirectory().str(); }
 
 ConfigMap RegisteredConfiguration(const std::string& nameOrId) {
-  ConfigMap configuration;
-  vqStlMap<vqString, vqString> settings;
-  vqkudm::UDMProfileMgr::GetRepositoryClientSettings(settings, nameOrId, configuration);
-  const vqString name = configuration["RepositoryName"].ToString();
-  if (configuration["DataSource"].ToString() == "local") {
-    configuration["WorkspaceBaseDir"] = configuration["RepositoryBaseDir"];
-    configuration["WorkspaceName"] = vqVariant(kWorkspaceName);
-  } else {
-    // Server repositories have no directory of their own; the credentials
-    // come from libpq's environment (PGUSER, PGPASSWORD, ~/.pgpass).
-    configuration["WorkspaceBaseDir"] = vqVariant((RegistryDirectory() / "workspaces").string());
-    configuration["WorkspaceName"] = vqVariant(name);
-  }
-  return configuration;
+  return vqkudm::UDMRepositoryLayout::RegisteredConfiguration(nameOrId);
 }
 
 ConfigMap Locate(const Options& options) {

@@ -1,8 +1,8 @@
 #pragma once
 
-// Where a command's repository is and how it is opened. An embedded
-// repository made by `udm init DIR` lives in DIR/.udm/<name>/ with its
-// workspace in DIR/.udm/workspace; others are found in the registry.
+// Where a command's repository is and how it is opened, in the layout of
+// vqkudm/UDMRepositoryLayout.h: an embedded repository made by `udm init
+// DIR` lives in DIR/.udm/<name>/; others are found in the registry.
 
 #include <filesystem>
 #include <string>
@@ -17,9 +17,6 @@ namespace udm {
 struct Options;
 
 using ConfigMap = vqStlMap<vqString, vqVariant>;
-
-// The workspace directory name under DIR/.udm; no repository may take it.
-inline constexpr const char* kWorkspaceName = "workspace";
 
 // The .udm directory of `dir`.
 std::filesystem::path UdmDirectory(const std::filesystem::path& dir);

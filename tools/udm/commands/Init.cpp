@@ -78,14 +78,11 @@ void InitPostgres(const InitArguments& arguments, ConfigMap& configuration, std:
 void InitLocal(const InitArguments& arguments, ConfigMap& configuration, std::string& name) {
   const fs::path dir = fs::weakly_canonical(fs::absolute(arguments.dir));
   name = arguments.name.empty() ? dir.filename().string() : arguments.name;
-  if (name.empty() || name == kWorkspaceName || name == "." || name == "..") {
-    throw UsageError("\"" + name + "\" cannot name a repository: give --name");
-  }
+  configuration = LocalConfiguration(UdmDirectory(dir), name);
   if (fs::exists(UdmDirectory(dir))) {
     Refuse("init", dir.string() + " has a repository already (" + UdmDirectory(dir).string() + ")",
            vqkudm::ExcSubConflict);
   }
-  configuration = LocalConfiguration(UdmDirectory(dir), name);
   Create(configuration);
 }
 
