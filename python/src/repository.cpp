@@ -27,13 +27,14 @@ namespace {
 
 using ConfigMap = vqStlMap<vqString, vqVariant>;
 
-constexpr std::size_t kDmidLength = 32;
+constexpr std::size_t kDmidLength = UDMUID::kDmUidLength;
+
 bool AllOf(const std::string& text, int (*test)(int)) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [test](unsigned char c) { return test(c); });
 }
-bool IsDmid(const std::string& text) { return text.size() == kDmidLength && AllOf(text, ::isxdigit); }
-bool IsRevisionId(const std::string& text) {
-  return text.size() > kDmidLength && IsDmid(text.substr(0, kDmidLength)) && AllOf(text.substr(kDmidLength), ::isdigit);
+
+bool IsDmid(const std::string& text) {
+  return text.size() == kDmidLength && UDMUID(text + "0").IsValid();
 }
 
 // ---- Opening
@@ -526,7 +527,7 @@ void RegisterRepository(py::module_& module) {
             const UDMItemHandle item = connection.Run("Repository.get", [&](const boost::shared_ptr<IUDMProfile>& profile) {
               if (!text.empty() && text[0] == '/') return ByUrl(connection, *profile, text);
               if (IsDmid(text)) return ByDmid(connection, *profile, text);
-              if (!IsRevisionId(text)) {
+              if (!UDMUID(text).IsValid()) {
                 RefuseArgument("Repository.get",
                                "\"" + text + "\" is neither an identifier (32 hex digits, then a revision) nor a "
                                "versioned URL; find() looks items up by name",

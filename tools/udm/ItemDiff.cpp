@@ -14,7 +14,6 @@ namespace udm {
 
 namespace {
 
-constexpr std::size_t kDmidLength = 32;
 
 std::string Dmid(const nlohmann::json& item) { return item["id"].get<std::string>().substr(0, kDmidLength); }
 

@@ -11,16 +11,12 @@ namespace udm {
 
 namespace {
 
-constexpr std::size_t kDmidLength = 32;
-
 bool AllOf(const std::string& text, int (*test)(int)) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [test](unsigned char c) { return test(c); });
 }
 
-bool IsDmid(const std::string& text) { return text.size() == kDmidLength && AllOf(text, ::isxdigit); }
-
-bool IsRevisionId(const std::string& text) {
-  return text.size() > kDmidLength && IsDmid(text.substr(0, kDmidLength)) && AllOf(text.substr(kDmidLength), ::isdigit);
+bool IsDmid(const std::string& text) {
+  return text.size() == kDmidLength && vqkudm::UDMUID(text + "0").IsValid();
 }
 
 std::string DmidOf(const vqkudm::UDMItemHandle& item) { return item.GetUID().substr(0, kDmidLength); }
@@ -68,7 +64,7 @@ vqkudm::UDMItemHandle ItemNames::ResolveDeleted(const std::string& text) const {
 vqkudm::UDMItemHandle ItemNames::ResolveLatest(const std::string& text) const {
   if (text.empty()) Refuse("", "an item name is empty", vqkudm::ExcSubEmpty);
   if (IsDmid(text)) return ByDmid(text);
-  if (IsRevisionId(text)) {
+  if (vqkudm::UDMUID(text).IsValid()) {
     try {
       return m_repository.profile().GetUDMItemHandle(text);
     } catch (const vqkudm::UDMException&) {

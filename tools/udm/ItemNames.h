@@ -13,6 +13,8 @@
 
 namespace udm {
 
+// The length of an item's id, a revision's identifier without its revision.
+inline constexpr std::size_t kDmidLength = vqkudm::UDMUID::kDmUidLength;
 // Deeper than any real structure; stops a walk along a structure that loops.
 inline constexpr int kMaxDepth = 256;
 

@@ -20,7 +20,6 @@ namespace udm {
 
 namespace {
 
-constexpr std::size_t kDmidLength = 32;
 
 struct DiffArguments {
   std::vector<std::string> items;
