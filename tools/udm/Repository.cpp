@@ -79,9 +79,9 @@ ConfigMap Locate(const Options& options) {
   return DefaultConfiguration();
 }
 
-OpenRepository::OpenRepository(const Options& options)
+OpenRepository::OpenRepository(const Options& options, Mode mode)
     : m_profile(vqkudm::UDMProfileMgr::GetProfile(Locate(options))) {
-  vqkudm::UDMProfileExtensions::ResumeSavedWork(m_profile, m_work);
+  if (mode == kWork) vqkudm::UDMProfileExtensions::ResumeSavedWork(m_profile, m_work);
 }
 
 OpenRepository::~OpenRepository() {
@@ -105,19 +105,10 @@ bool OpenRepository::IsNew(const vqkudm::UDMItemHandle& item) const {
   return work && work->isNew;
 }
 
-StoredRevisions::~StoredRevisions() {
-  if (!m_own) return;
-  try {
-    vqkudm::UDMProfileMgr::DiscardProfile(m_own);
-  } catch (const vqkudm::UDMException&) {
-    // Nothing was changed in it; the process ends anyway.
-  }
-}
-
 vqkudm::IUDMProfile& StoredRevisions::profile() const {
   if (m_repository.work().empty()) return m_repository.profile();
-  if (!m_own) m_own = vqkudm::UDMProfileMgr::GetProfile(Locate(m_options));
-  return *m_own;
+  if (!m_stored) m_stored = std::make_unique<OpenRepository>(m_options, OpenRepository::kStored);
+  return m_stored->profile();
 }
 
 }  // namespace udm

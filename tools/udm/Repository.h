@@ -5,6 +5,7 @@
 // DIR` lives in DIR/.udm/<name>/; others are found in the registry.
 
 #include <filesystem>
+#include <memory>
 #include <string>
 
 #include <boost/shared_ptr.hpp>
@@ -33,11 +34,13 @@ ConfigMap RegisteredConfiguration(const std::string& nameOrId);
 // the working directory or a parent, else the registered default.
 ConfigMap Locate(const Options& options);
 
-// The repository a command works on, opened for the life of the object with
-// the user's saved work taken up again.
+// The repository a command works on, opened for the life of the object.
 class OpenRepository {
  public:
-  explicit OpenRepository(const Options& options);
+  // What a command sees: the user's saved work taken up (kWork), or only
+  // what is stored, leaving the user's check-outs where they are (kStored).
+  enum Mode { kWork, kStored };
+  explicit OpenRepository(const Options& options, Mode mode = kWork);
   ~OpenRepository();
   OpenRepository(const OpenRepository&) = delete;
   OpenRepository& operator=(const OpenRepository&) = delete;
@@ -64,16 +67,13 @@ class StoredRevisions {
  public:
   StoredRevisions(const Options& options, const OpenRepository& repository)
       : m_options(options), m_repository(repository) {}
-  ~StoredRevisions();
-  StoredRevisions(const StoredRevisions&) = delete;
-  StoredRevisions& operator=(const StoredRevisions&) = delete;
 
   vqkudm::IUDMProfile& profile() const;
 
  private:
   const Options& m_options;
   const OpenRepository& m_repository;
-  mutable boost::shared_ptr<vqkudm::IUDMProfile> m_own;
+  mutable std::unique_ptr<OpenRepository> m_stored;
 };
 
 }  // namespace udm

@@ -7,7 +7,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <vqkudm/UDMProfileMgr.h>
 #include <vqkudm/UDMProfileExtensions.h>
 
 #include "Failure.h"
@@ -24,26 +23,6 @@ constexpr int kWaitMs = 60000;
 
 struct WatchArguments {
   std::string since;
-};
-
-// The repository opened without taking up the user's saved work: a watcher
-// only reads, and must not move the user's check-outs into its session.
-class ReadingRepository {
- public:
-  explicit ReadingRepository(const Options& options) : m_profile(vqkudm::UDMProfileMgr::GetProfile(Locate(options))) {}
-  ~ReadingRepository() {
-    try {
-      vqkudm::UDMProfileMgr::DiscardProfile(m_profile);
-    } catch (const vqkudm::UDMException&) {
-      // Ending anyway; what the watcher printed is its outcome.
-    }
-  }
-  ReadingRepository(const ReadingRepository&) = delete;
-  ReadingRepository& operator=(const ReadingRepository&) = delete;
-  const boost::shared_ptr<vqkudm::IUDMProfile>& pointer() const { return m_profile; }
-
- private:
-  boost::shared_ptr<vqkudm::IUDMProfile> m_profile;
 };
 
 bool AllDigits(const std::string& text) {
@@ -105,7 +84,8 @@ void PrintLine(std::ostream& out, const vqkudm::UDMLoggedChange& change) {
 }
 
 void Watch(const Options& options, const WatchArguments& arguments) {
-  ReadingRepository repository(options);
+  // A watcher only reads: it must not move the user's check-outs into its session.
+  const OpenRepository repository(options, OpenRepository::kStored);
   std::int64_t after = Start(repository.pointer(), arguments.since);
   const auto signalled = [] { return ReceivedSignal() != 0; };
   for (;;) {
