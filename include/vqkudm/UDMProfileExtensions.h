@@ -12,6 +12,7 @@
 #include <boost/shared_ptr.hpp>
 
 #include <vqkudm/IUDMProfile.h>
+#include <vqkudm/UDMQuerySettingHandle.h>
 #include <vqkudm/vqkudmApi.h>
 
 namespace vqkudm {
@@ -90,6 +91,20 @@ class VQKUDM_API UDMProfileExtensions {
   static vqString ChildGroupFor(const boost::shared_ptr<IUDMProfile>& profile, const vqString& parentCdef,
                                 const vqString& childCdef);
 
+  // How many items IUDMProfile::QueryEntitiesPaginated would page through
+  // for `query` and `settings`, counted by the database without fetching them.
+  static std::uint64_t CountQueryMatches(const boost::shared_ptr<IUDMProfile>& profile, const vqString& query,
+                                         const UDMQuerySettingHandle& settings, bool allRevisions);
+
+  // The item's preview images, in the order they were added; IsDefault
+  // marks the default one. GetFileInfoList lists the other files only.
+  static void PreviewImages(const boost::shared_ptr<IUDMProfile>& profile, const UDMItemHandle& item,
+                            vqStlVector<UDMGenericDocument>& out);
+  // Writes the item's preview image `name` into `folder` (made when
+  // missing), replacing a file of that name there; returns the path written.
+  static vqString FetchPreviewImage(const boost::shared_ptr<IUDMProfile>& profile, const UDMItemHandle& item,
+                                    const vqString& name, const vqString& folder);
+
   // The characters an item name may not hold; setting such a name raises.
   static vqString ReservedNameCharacters();
 
@@ -102,6 +117,10 @@ class VQKUDM_API UDMProfileExtensions {
   static void ExportItems(const boost::shared_ptr<IUDMProfile>& profile, const vqStlVector<UDMItemHandle>& items,
                           const vqString& path, ExportFileOptions format,
                           const UDMExchangeProgress& progress = UDMExchangeProgress());
+
+  // The package form a path names: a .tar.gz or .tgz, .tar or .zip
+  // archive by its extension, else a directory.
+  static ExportFileOptions PackageFormatOf(const vqString& path);
 
   // IUDMProfile::Import, telling `progress` of each stage: "contents" once
   // per file content checked, then "records" once everything is stored.

@@ -3,13 +3,21 @@
 #include <pybind11/pybind11.h>
 
 #include "errors.h"
+#include "exchange.h"
+#include "files.h"
+#include "history.h"
 #include "item.h"
+#include "links.h"
+#include "query.h"
 #include "repository.h"
+#include "schema.h"
+#include "subscription.h"
 
 PYBIND11_MODULE(_vqkudm, module) {
   module.doc() =
-      "Engineering data in a vqkudm repository: items with typed attributes, product structure,\n"
-      "check-out and check-in, queries.\n\n"
+      "Engineering data in a vqkudm repository: items with typed attributes, files and previews,\n"
+      "product structure, relations and categories, check-out and check-in, history, queries,\n"
+      "change subscriptions, export and import, and the schema.\n\n"
       "    import vqkudm\n"
       "    with vqkudm.open(\"bike\") as repo:\n"
       "        frame = repo.create(\"UDMPart\", \"frame\", mass=2.1)\n"
@@ -24,5 +32,12 @@ PYBIND11_MODULE(_vqkudm, module) {
       "message, category and sub-category.";
   vqkudm::python::RegisterErrors(module);
   vqkudm::python::RegisterItem(module);
+  vqkudm::python::RegisterLinks(module);
+  vqkudm::python::RegisterFiles(module);
+  vqkudm::python::RegisterHistory(module);
+  vqkudm::python::RegisterQuery(module);
+  vqkudm::python::RegisterSubscription(module);
   vqkudm::python::RegisterRepository(module);
+  vqkudm::python::RegisterExchange(module);
+  vqkudm::python::RegisterSchema(module);
 }

@@ -1,15 +1,19 @@
 #pragma once
 
-// vqkudm.open, vqkudm.Repository and the lazy results of Repository.query.
+// vqkudm.open and vqkudm.Repository.
 
-#include <pybind11/pybind11.h>
+#include <memory>
+
+#include "connection.h"
 
 namespace vqkudm::python {
 
-namespace py = pybind11;
+struct Repository {
+  std::shared_ptr<Connection> connection;
+};
 
-// Adds open, Repository, QueryResult and QueryIterator to `module`; Item
-// must be registered first.
+// Adds open and Repository to `module`; Item and QueryResult must be
+// registered first.
 void RegisterRepository(py::module_& module);
 
 }  // namespace vqkudm::python

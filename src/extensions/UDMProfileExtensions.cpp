@@ -50,6 +50,12 @@ class CallbacksCleared {
   Controller& m_controller;
 };
 
+boost::shared_ptr<UDMItem> ItemOf(const char* signature, UDMSession& session, const UDMItemHandle& handle) {
+  boost::shared_ptr<UDMItem> item = session.FindItemById(UDMUID(handle.GetUID()), true, vqString());
+  if (!item) ThrowUDMException(signature, "no item " + handle.GetUID(), ExcCatState, ExcSubNotFound);
+  return item;
+}
+
 }  // namespace
 
 boost::shared_ptr<UDMSession> SessionOf(const char* signature, const boost::shared_ptr<IUDMProfile>& profile) {
@@ -89,11 +95,7 @@ void UDMProfileExtensions::ExportItems(const boost::shared_ptr<IUDMProfile>& pro
   if (path.empty()) ThrowEmptyArgument(kSignature, "Export File Path empty");
   boost::shared_ptr<UDMSession> session = SessionOf(kSignature, profile);
   vqStlVector<boost::shared_ptr<UDMItem>> found;
-  for (const UDMItemHandle& handle : items) {
-    boost::shared_ptr<UDMItem> item = session->FindItemById(UDMUID(handle.GetUID()), true, vqString());
-    if (!item) ThrowUDMException(kSignature, "no item " + handle.GetUID(), ExcCatState, ExcSubNotFound);
-    found.push_back(item);
-  }
+  for (const UDMItemHandle& handle : items) found.push_back(ItemOf(kSignature, *session, handle));
   boost::shared_ptr<UDMExportCtrl> controller = session->GetExportCtrl();
   boost::shared_ptr<UDMExportStructurePlugin> plugin = boost::dynamic_pointer_cast<UDMExportStructurePlugin>(
       session->GetPluginMgr()->GetPlugin("UDMExportStructurePlugin"));
@@ -105,6 +107,18 @@ void UDMProfileExtensions::ExportItems(const boost::shared_ptr<IUDMProfile>& pro
   vqStlVector<vqString> written;
   plugin->Export(found, {}, path, controller->CreateExportOptions(format, osaFileInfo(path).GetDirectory(), vqString()),
                  written);
+}
+
+ExportFileOptions UDMProfileExtensions::PackageFormatOf(const vqString& path) {
+  const auto endsWith = [&](const char* end) {
+    const std::string text = path.str();
+    const std::size_t length = std::char_traits<char>::length(end);
+    return text.size() >= length && text.compare(text.size() - length, length, end) == 0;
+  };
+  if (endsWith(".tar.gz") || endsWith(".tgz")) return ExportTarGz;
+  if (endsWith(".tar")) return ExportTar;
+  if (endsWith(".zip")) return ExportZip;
+  return ExportDirectory;
 }
 
 std::size_t UDMProfileExtensions::ImportPackage(const boost::shared_ptr<IUDMProfile>& profile, const vqString& path,
@@ -158,6 +172,35 @@ vqString UDMProfileExtensions::ChildGroupFor(const boost::shared_ptr<IUDMProfile
     }
   }
   return vqString();
+}
+
+std::uint64_t UDMProfileExtensions::CountQueryMatches(const boost::shared_ptr<IUDMProfile>& profile,
+                                                      const vqString& query, const UDMQuerySettingHandle& settings,
+                                                      bool allRevisions) {
+  static const char* const kSignature =
+      VQ_SIG("uint64_t", "UDMProfileExtensions",
+             "CountQueryMatches(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &," VQ_T_STRING_CREF
+             ",const class vqkudm::UDMQuerySettingHandle &,bool)");
+  return SessionOf(kSignature, profile)->CountQuery(query, *settings.GetQuerySettingPtr(), allRevisions, false);
+}
+
+void UDMProfileExtensions::PreviewImages(const boost::shared_ptr<IUDMProfile>& profile, const UDMItemHandle& item,
+                                         vqStlVector<UDMGenericDocument>& out) {
+  static const char* const kSignature =
+      VQ_SIG("void", "UDMProfileExtensions",
+             "PreviewImages(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,const class vqkudm::UDMItemHandle &,"
+             "class vqStlVector<class vqkudm::UDMGenericDocument> &)");
+  ItemOf(kSignature, *SessionOf(kSignature, profile), item)->GetPreviewImages(out);
+}
+
+vqString UDMProfileExtensions::FetchPreviewImage(const boost::shared_ptr<IUDMProfile>& profile,
+                                                 const UDMItemHandle& item, const vqString& name,
+                                                 const vqString& folder) {
+  static const char* const kSignature =
+      VQ_SIG(VQ_T_STRING, "UDMProfileExtensions",
+             "FetchPreviewImage(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,const class vqkudm::UDMItemHandle &,"
+             VQ_T_STRING_CREF "," VQ_T_STRING_CREF ")");
+  return ItemOf(kSignature, *SessionOf(kSignature, profile), item)->GetPreviewImageIntoFolder(name, folder);
 }
 
 vqString UDMProfileExtensions::ReservedNameCharacters() { return kReservedCharacters; }

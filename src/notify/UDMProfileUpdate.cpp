@@ -29,14 +29,25 @@ boost::shared_ptr<UDMCoreProfile> UDMProfileUpdate::LockProfile(const char* sign
   return profile;
 }
 
+namespace {
+
+// A change without that entity (a child for any but a child change) has none to hand out.
+UDMItemHandle HandleOf(const char* signature, const boost::shared_ptr<UDMCoreProfile>& profile,
+                       const boost::shared_ptr<UDMItem>& entity, const char* which) {
+  if (!entity) ThrowUDMException(signature, vqString("the change has no ") + which, ExcCatState, ExcSubNull);
+  return profile->GetUDMItemHandle(entity->GetUID().ToString());
+}
+
+}  // namespace
+
 UDMItemHandle UDMProfileUpdate::GetUDMHandle() const {
-  boost::shared_ptr<UDMCoreProfile> profile = LockProfile(VQ_UPDATE_SIG(VQ_T_ITEM, "GetUDMHandle(void) const"));
-  return profile->GetUDMItemHandle(m_change.GetEntity()->GetUID().ToString());
+  static const char* const kSignature = VQ_UPDATE_SIG(VQ_T_ITEM, "GetUDMHandle(void) const");
+  return HandleOf(kSignature, LockProfile(kSignature), m_change.GetEntity(), "entity");
 }
 
 UDMItemHandle UDMProfileUpdate::GetChild() const {
-  boost::shared_ptr<UDMCoreProfile> profile = LockProfile(VQ_UPDATE_SIG(VQ_T_ITEM, "GetChild(void) const"));
-  return profile->GetUDMItemHandle(m_change.GetChild()->GetUID().ToString());
+  static const char* const kSignature = VQ_UPDATE_SIG(VQ_T_ITEM, "GetChild(void) const");
+  return HandleOf(kSignature, LockProfile(kSignature), m_change.GetChild(), "child");
 }
 
 UDMProfileUpdate UDMProfileUpdate::GetParentUpdate() const {

@@ -19,18 +19,6 @@ struct ExchangeArguments {
   std::string package;
 };
 
-bool EndsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// The package's form follows its name: an archive by extension, else a directory.
-vqkudm::ExportFileOptions FormatOf(const std::string& package) {
-  if (EndsWith(package, ".tar.gz") || EndsWith(package, ".tgz")) return vqkudm::ExportTarGz;
-  if (EndsWith(package, ".tar")) return vqkudm::ExportTar;
-  if (EndsWith(package, ".zip")) return vqkudm::ExportZip;
-  return vqkudm::ExportDirectory;
-}
-
 // Draws the package's file contents as they are copied, then `lastStep`
 // while the work the engine reports only at its end goes on.
 vqkudm::UDMExchangeProgress Drawing(Progress& progress, const std::string& lastStep) {
@@ -53,7 +41,8 @@ void Export(const Options& options, const ExchangeArguments& arguments) {
   const std::string package = fs::absolute(arguments.package).lexically_normal().string();
   Progress progress(Progress::Wanted(options), {});
   progress.Phase("collecting");
-  vqkudm::UDMProfileExtensions::ExportItems(repository.pointer(), items, package, FormatOf(package),
+  vqkudm::UDMProfileExtensions::ExportItems(repository.pointer(), items, package,
+                                            vqkudm::UDMProfileExtensions::PackageFormatOf(package),
                                             Drawing(progress, "writing the package"));
   progress.Finish();
   Output(options.json).Print({{"package", package}, {"items", exported}}, [&](std::ostream& out) {

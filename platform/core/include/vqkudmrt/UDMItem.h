@@ -186,6 +186,9 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   void RemovePreviewImage(const vqString& name);
   void SetDefaultPreviewImage(const vqString& name);
   void GetPreviewImages(vqStlVector<UDMGenericDocument>& out);
+  // Writes the preview image `name` into `folder` (made when missing),
+  // replacing a file there, and returns the path written.
+  vqString GetPreviewImageIntoFolder(const vqString& name, const vqString& folder);
 
   // The versioned URL of this revision, through first parents up to the
   // root. With `storedOnly` it raises when the item or an ancestor is not
@@ -235,6 +238,10 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   void LoadFiles();
   // Index of the document of that kind and name in m_files, or -1.
   int FindDocument(bool preview, const vqString& name);
+  // Writes one kept file or image under `folder`, refusing a record that
+  // would land outside it; empty when the file exists and `overwrite` is off.
+  static vqString WriteDocument(const char* signature, UDMSession& session, const UDMGenericDocument& d,
+                                const vqString& folder, bool overwrite);
   // A new document for the file at `path`, its bytes staged in the vault.
   UDMGenericDocument StageDocument(const char* signature, const vqString& path, const vqString& name,
                                    bool keepModifiedTime);

@@ -76,6 +76,9 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   void QueryPaged(UDMQueryResults& results, const vqString& text, unsigned long long start,
                   unsigned long long count, const UDMQuerySettings& settings, bool allRevisions, bool includeDeleted,
                   bool reserved) override;
+  // How many results QueryPaged would page through, without fetching them.
+  std::uint64_t CountQuery(const vqString& text, const UDMQuerySettings& settings, bool allRevisions,
+                           bool includeDeleted);
   void LoadQueryResultContent(const boost::shared_ptr<UDMItem>& item, const UDMQueryResultEntity& row) override;
   void GetRootEntities(int kind, vqStlVector<boost::shared_ptr<UDMItem>>& out) override;
   boost::shared_ptr<UDMRelation> CreateRelation(const boost::shared_ptr<UDMItem>& source,
@@ -200,6 +203,11 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   struct QueryRun;
   vqStlVector<UDMQueryResultEntity> RunQuery(const QueryRun& run, std::uint64_t* total,
                                              std::pair<std::uint64_t, std::uint64_t> page);
+  std::uint64_t CountMatches(const QueryRun& run);
+  // The run of a paged query: its text and the settings' filter, sorting
+  // and case.
+  QueryRun PagedRun(const vqString& text, const UDMQuerySettings& settings, bool allRevisions,
+                    bool includeDeleted) const;
   void AddContent(vqStlVector<UDMQueryResultEntity>& rows);
   // Installs the definitions stored in the repository over the configured ones.
   void ApplyStoredDefinitions();

@@ -215,7 +215,6 @@ void UDMItem::GetAllFilesIntoFolder(const vqString& folder, const bool& overwrit
   if (folder.empty()) ThrowEmptyArgument(UDM_FUNCSIG, "folder ");
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   LoadFiles();
-  const fs::path root = fs::path(folder.str()).lexically_normal();
   if (!osaDirectory::Exists(folder)) {
     if (!createFolders) {
       ThrowFileException(UDM_FUNCSIG, "the folder \"" + folder + "\" does not exist", ExcSubNotFound);
@@ -223,20 +222,38 @@ void UDMItem::GetAllFilesIntoFolder(const vqString& folder, const bool& overwrit
   }
   for (const UDMGenericDocument& d : m_files) {
     if (d.m_preview || d.IsExternal() || (!name.empty() && d.m_name != name)) continue;
-    // Names and folders were checked when added; a stored record is checked again.
-    CheckFileName(UDM_FUNCSIG, d.m_name, d.m_name);
-    const fs::path target = (root / NormalFolder(UDM_FUNCSIG, d.m_folder).str() / d.m_name.str()).lexically_normal();
-    const fs::path relative = target.lexically_relative(root);
-    if (relative.empty() || *relative.begin() == "..") {
-      ThrowInvalidArgException(UDM_FUNCSIG, "\"" + d.m_name + "\" would land outside \"" + folder + "\"",
-                               ExcSubWrongType);
-    }
-    const osaStatus made = osaDirectory::Create(target.parent_path().string(), 0777, true);
-    if (!made.IsOk()) ThrowFileException(UDM_FUNCSIG, made.GetText(), ExcSubFolderCreation);
-    if (!overwrite && fs::exists(target)) continue;
-    session->Vault().Fetch(d.m_contentKey, target.string());
-    out.push_back(target.string());
+    const vqString written = WriteDocument(UDM_FUNCSIG, *session, d, folder, overwrite);
+    if (!written.empty()) out.push_back(written);
   }
+}
+
+vqString UDMItem::GetPreviewImageIntoFolder(const vqString& name, const vqString& folder) {
+  if (folder.empty()) ThrowEmptyArgument(UDM_FUNCSIG, "folder ");
+  boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
+  LoadFiles();
+  const int at = FindDocument(true, name);
+  if (at < 0) {
+    ThrowInvalidArgException(UDM_FUNCSIG, ToString("") + " has no preview image named \"" + name + "\"",
+                             ExcSubNotFound);
+  }
+  return WriteDocument(UDM_FUNCSIG, *session, m_files[static_cast<std::size_t>(at)], folder, true);
+}
+
+vqString UDMItem::WriteDocument(const char* signature, UDMSession& session, const UDMGenericDocument& d,
+                                const vqString& folder, bool overwrite) {
+  const fs::path root = fs::path(folder.str()).lexically_normal();
+  // Names and folders were checked when added; a stored record is checked again.
+  CheckFileName(signature, d.m_name, d.m_name);
+  const fs::path target = (root / NormalFolder(signature, d.m_folder).str() / d.m_name.str()).lexically_normal();
+  const fs::path relative = target.lexically_relative(root);
+  if (relative.empty() || *relative.begin() == "..") {
+    ThrowInvalidArgException(signature, "\"" + d.m_name + "\" would land outside \"" + folder + "\"", ExcSubWrongType);
+  }
+  const osaStatus made = osaDirectory::Create(target.parent_path().string(), 0777, true);
+  if (!made.IsOk()) ThrowFileException(signature, made.GetText(), ExcSubFolderCreation);
+  if (!overwrite && fs::exists(target)) return vqString();
+  session.Vault().Fetch(d.m_contentKey, target.string());
+  return target.string();
 }
 
 void UDMItem::GetAllFilesIntoWorkspace(const bool& overwrite, vqStlVector<vqString>& out, const vqString& subFolder,

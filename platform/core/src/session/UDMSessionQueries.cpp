@@ -70,11 +70,7 @@ vqStlVector<UDMQueryResultEntity> UDMSession::RunQuery(const QueryRun& run, std:
       select.params.emplace_back(static_cast<std::int64_t>(page.first));
     }
     vqStlVector<UDMQueryResultEntity> rows = ToRows(m_store->Select(select.sql, select.params));
-    if (total) {
-      const query::SqlStatement count =
-          query::CompileSelect(condition, run.scope, run.options, nullptr, *m_schema, dialect, true);
-      m_store->Select(count.sql, count.params).GetValue(0, 0).ToInt64(*reinterpret_cast<std::int64_t*>(total));
-    }
+    if (total) *total = CountMatches(run);
     return rows;
   }
   // Candidates from the database, decided one by one in memory.
@@ -90,6 +86,20 @@ vqStlVector<UDMQueryResultEntity> UDMSession::RunQuery(const QueryRun& run, std:
   const std::uint64_t to = page.second > 0 ? std::min<std::uint64_t>(kept.size(), from + page.second) : kept.size();
   return vqStlVector<UDMQueryResultEntity>(kept.begin() + static_cast<std::ptrdiff_t>(from),
                                            kept.begin() + static_cast<std::ptrdiff_t>(to));
+}
+
+std::uint64_t UDMSession::CountMatches(const QueryRun& run) {
+  if (run.node && query::NeedsMemory(*run.node)) {
+    std::uint64_t total = 0;
+    RunQuery(run, &total, {0, 0});
+    return total;
+  }
+  const store::SqlDialect& dialect = *store::SqlDialect::ForDriver(m_store->Db().GetDriverName());
+  const query::SqlStatement count =
+      query::CompileSelect(run.node.get(), run.scope, run.options, nullptr, *m_schema, dialect, true);
+  std::int64_t total = 0;
+  m_store->Select(count.sql, count.params).GetValue(0, 0).ToInt64(total);
+  return static_cast<std::uint64_t>(total);
 }
 
 void UDMSession::AddContent(vqStlVector<UDMQueryResultEntity>& rows) {
@@ -149,14 +159,25 @@ void CheckPage(std::uint64_t start, std::uint64_t total, const char* signature) 
 
 }  // namespace
 
-void UDMSession::QueryPaged(UDMQueryResults& results, const vqString& text, unsigned long long start,
-                            unsigned long long count, const UDMQuerySettings& settings, bool allRevisions,
-                            bool includeDeleted, bool /*reserved*/) {
+UDMSession::QueryRun UDMSession::PagedRun(const vqString& text, const UDMQuerySettings& settings, bool allRevisions,
+                                          bool includeDeleted) const {
   QueryRun run;
   run.node = ParseWithFilter(text, settings, *m_schema);
   run.scope = {allRevisions, includeDeleted, settings.GetSearchInExcluded()};
   run.options.ignoreCase = settings.GetIgnoreCase();
   run.settings = &settings;
+  return run;
+}
+
+std::uint64_t UDMSession::CountQuery(const vqString& text, const UDMQuerySettings& settings, bool allRevisions,
+                                     bool includeDeleted) {
+  return CountMatches(PagedRun(text, settings, allRevisions, includeDeleted));
+}
+
+void UDMSession::QueryPaged(UDMQueryResults& results, const vqString& text, unsigned long long start,
+                            unsigned long long count, const UDMQuerySettings& settings, bool allRevisions,
+                            bool includeDeleted, bool /*reserved*/) {
+  const QueryRun run = PagedRun(text, settings, allRevisions, includeDeleted);
   std::uint64_t total = 0;
   vqStlVector<UDMQueryResultEntity> rows = RunQuery(run, &total, {start, count});
   CheckPage(start, total, UDM_FUNCSIG);

@@ -1,0 +1,192 @@
+#include "history.h"
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <vqkudm/UDMHistoryNode.h>
+
+#include "item.h"
+#include "values.h"
+
+namespace vqkudm::python {
+
+namespace {
+
+// One stored revision. A revision's successors are the next revision of
+// its line, then the first revision of each branch made from it.
+struct Revision {
+  std::shared_ptr<Connection> connection;
+  UDMItemHandle handle;
+  std::string uid;
+  std::string line;
+  int number = 0;
+  std::string name;
+  std::string comment;
+  vqVariant by;
+  vqVariant time;
+  std::weak_ptr<Revision> previous;
+  std::vector<std::shared_ptr<Revision>> next;
+};
+
+using RevisionPtr = std::shared_ptr<Revision>;
+
+struct Tree {
+  RevisionPtr root;
+  // The asking item's line, oldest first.
+  std::vector<RevisionPtr> line;
+};
+
+std::string IdOf(const UDMHistoryNode& node) {
+  return node.GetBaseUID().str() + std::to_string(node.GetVersion());
+}
+
+// The revisions of every line in the history, linked. The engine's tree
+// may hold a line twice (a branch asked for from an older revision), so
+// revisions are taken once each, by identifier. Call inside Run.
+Tree Build(IUDMProfile& profile, const std::shared_ptr<Connection>& connection,
+           const UDMItemHandle& item) {
+  const boost::shared_ptr<UDMHistoryNode> history = profile.GetHistory(item);
+  std::map<std::string, std::map<int, std::string>> lines;  // line -> revision -> id
+  std::map<std::string, std::string> branchedFrom;  // line -> id of the revision it came from
+  std::set<const UDMHistoryNode*> seen;
+  std::vector<boost::shared_ptr<UDMHistoryNode>> pending{history};
+  while (!pending.empty()) {
+    const boost::shared_ptr<UDMHistoryNode> node = pending.back();
+    pending.pop_back();
+    if (!node || !seen.insert(node.get()).second) continue;
+    lines[node->GetBaseUID().str()][node->GetVersion()] = IdOf(*node);
+    if (const auto source = node->GetBranchedFrom()) {
+      branchedFrom[node->GetBaseUID().str()] = IdOf(*source);
+      pending.push_back(source);
+    }
+    for (const auto& version : node->GetVersionList()) pending.push_back(version);
+    for (const auto& branch : node->GetBranchList()) pending.push_back(branch);
+  }
+  std::map<std::string, RevisionPtr> byId;
+  for (const auto& [line, ids] : lines) {
+    for (const auto& [number, id] : ids) {
+      auto revision = std::make_shared<Revision>();
+      revision->connection = connection;
+      revision->handle = profile.GetUDMItemHandle(id);
+      revision->uid = id;
+      revision->line = line;
+      revision->number = number;
+      revision->name = profile.GetDisplayName(revision->handle).str();
+      revision->comment = revision->handle.GetAttributeValue("smd_comment").ToString().str();
+      revision->by = revision->handle.GetModifiedBy();
+      revision->time = revision->handle.GetModifiedTime();
+      byId[id] = revision;
+    }
+  }
+  Tree tree;
+  const std::string asked = DmidOf(item.GetUID().str());
+  // Lines in the order they were made (identifiers grow with time), so
+  // each revision lists its branches oldest first.
+  for (const auto& [line, ids] : lines) {
+    RevisionPtr previous;
+    const auto source = branchedFrom.find(line);
+    if (source != branchedFrom.end()) {
+      const auto found = byId.find(source->second);
+      if (found != byId.end()) previous = found->second;
+    }
+    for (const auto& [number, id] : ids) {
+      const RevisionPtr& revision = byId.at(id);
+      if (previous) {
+        revision->previous = previous;
+        previous->next.push_back(revision);
+      } else if (!tree.root) {
+        tree.root = revision;
+      }
+      if (line == asked) tree.line.push_back(revision);
+      previous = revision;
+    }
+  }
+  // The next revision of a line comes before the branches made from it.
+  for (const auto& [id, revision] : byId) {
+    std::stable_partition(revision->next.begin(), revision->next.end(),
+                          [&](const RevisionPtr& next) { return next->line == revision->line; });
+  }
+  return tree;
+}
+
+Tree HistoryOf(Item& self, const char* where) {
+  return self.connection->Run(where, [&](const boost::shared_ptr<IUDMProfile>& profile) {
+    return Build(*profile, self.connection, self.handle);
+  });
+}
+
+}  // namespace
+
+void RegisterHistory(py::module_& module) {
+  py::class_<Revision, RevisionPtr>(
+      module, "Revision",
+      "One stored revision in an item's history, linked to the revision it came from\n"
+      "and to those made from it. Walk the tree from Item.history():\n\n"
+      "    def show(revision, depth=0):\n"
+      "        print(\"  \" * depth, revision.name, revision.number, revision.comment)\n"
+      "        for following in revision.next:\n"
+      "            show(following, depth + (following.line != revision.line))\n\n"
+      "    show(item.history())")
+      .def_readonly("uid", &Revision::uid, "The revision's identifier.")
+      .def_readonly("line", &Revision::line,
+                    "The 32 hex digits of the line (the item, or the branch) the revision is on.")
+      .def_readonly("number", &Revision::number, "The revision number on its line, from 0.")
+      .def_readonly("name", &Revision::name, "The item's name in this revision.")
+      .def_readonly("comment", &Revision::comment, "The check-in comment.")
+      .def_property_readonly(
+          "by", [](Revision& self) { return ToPython(self.by, ""); }, "Who made the revision.")
+      .def_property_readonly(
+          "time", [](Revision& self) { return ToPython(self.time, "Date"); },
+          "When the revision was made, a datetime in UTC.")
+      .def_property_readonly(
+          "previous", [](Revision& self) { return self.previous.lock(); },
+          "The revision this one came from: the one before it on its line, or for the\n"
+          "first revision of a branch the revision it was branched from; None at the root.")
+      .def_property_readonly(
+          "next",
+          [](Revision& self) {
+            py::list out;
+            for (const RevisionPtr& next : self.next) out.append(py::cast(next));
+            return out;
+          },
+          "The revisions made from this one: the next on its line first, then the first\n"
+          "revision of each branch made from it, oldest first.")
+      .def_property_readonly(
+          "branched",
+          [](Revision& self) {
+            const RevisionPtr previous = self.previous.lock();
+            return previous && previous->line != self.line;
+          },
+          "Whether this is the first revision of a branch.")
+      .def_property_readonly(
+          "item", [](Revision& self) { return Item(self.connection, self.handle); },
+          "The revision as an Item, to read its attributes, files and structure.")
+      .def("__repr__", [](Revision& self) {
+        return "<vqkudm.Revision " + py::repr(py::str(self.name)).cast<std::string>() + " " +
+               self.uid + ">";
+      });
+
+  auto item = py::reinterpret_borrow<py::class_<Item>>(module.attr("Item"));
+  item.def(
+          "history", [](Item& self) { return HistoryOf(self, "Item.history").root; },
+          "The item's history as a tree of Revision: the root is the first revision of the line "
+          "the\n"
+          "history starts at (the item's own, unless the item is a branch). Each Revision lists "
+          "in\n"
+          "`next` the revisions made from it.")
+      .def_property_readonly(
+          "revisions",
+          [](Item& self) {
+            py::list out;
+            for (const RevisionPtr& revision : HistoryOf(self, "Item.revisions").line) {
+              out.append(Item(self.connection, revision->handle));
+            }
+            return out;
+          },
+          "The item's stored revisions as Items, oldest first (branches are items of their own).");
+}
+
+}  // namespace vqkudm::python
