@@ -35,6 +35,8 @@ TEST_F(ProfileTest, SubscribersHearEveryChangeWithHandlesOnTheEntities) {
   EXPECT_EQ(recorder->changes[3].GetAttributeValue().ToString(), "rubber");
   EXPECT_EQ(recorder->changes[3].GetSessionId(), m_profile->GetSessionId());
 
+  EXPECT_THROW(recorder->changes[3].GetChild(), UDMException) << "an attribute change has no child";
+
   m_profile->UnsubscribeFromEntityUpdates(slot);
   m_profile->SetAttribute(wheel, "description", vqVariant("steel"));
   EXPECT_EQ(recorder->changes.size(), 4u);

@@ -1,5 +1,7 @@
 #include "profile_fixture.h"
 
+#include <vqkudm/UDMProfileExtensions.h>
+
 using namespace vqkudm;
 
 class QueryTest : public ProfileTest {
@@ -46,4 +48,21 @@ TEST_F(QueryTest, QueryRowsBecomeHandlesOfTheProfile) {
   EXPECT_EQ(std::string(RaisedBy([&] { UDMCoreProfileUtils::GetUDMItemHandleForQueryEntity(row, nullptr, true); })
                             .what()),
             "Profile ptr NULL");
+}
+
+TEST_F(QueryTest, TheCountIsOfWhatThePagesWouldHold) {
+  UDMQuerySettingHandle settings;
+  settings.SetIgnoreCase(true);
+  settings.SetFilterExpression("name != 'echo'");
+  const std::string query = "cdef = 'UDMPart' and name like 'A*' or name like '*A'";
+  vqStlVector<UDMItemHandle> pages;
+  m_profile->QueryEntitiesPaginated(pages, query, 0, 0, 100, settings, false, false);
+  EXPECT_EQ(UDMProfileExtensions::CountQueryMatches(m_profile, query, settings, false), pages.size());
+  EXPECT_EQ(pages.size(), 2u) << "alpha and delta, whatever their case";
+
+  UDMItemHandle delta = pages[1];
+  CheckIn(delta, "a second revision");
+  EXPECT_EQ(UDMProfileExtensions::CountQueryMatches(m_profile, "cdef = 'UDMPart'", m_byName, false), 5u);
+  EXPECT_EQ(UDMProfileExtensions::CountQueryMatches(m_profile, "cdef = 'UDMPart'", m_byName, true), 6u);
+  EXPECT_THROW(UDMProfileExtensions::CountQueryMatches(m_profile, "cdef = ", m_byName, false), UDMException);
 }
