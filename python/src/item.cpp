@@ -92,8 +92,35 @@ void Undo(Item& self) {
                        [&](const boost::shared_ptr<IUDMProfile>& profile) { profile->UndoCheckout(self.handle); });
 }
 
-// The WhereUsed record type; leaked like the error classes.
+// The WhereUsed and Use record types; leaked like the error classes.
 PyObject* g_whereUsed = nullptr;
+PyObject* g_use = nullptr;
+
+py::list Uses(Item& self) {
+  struct Use {
+    std::string id;
+    std::string group;
+    UDMItemHandle child;
+    std::vector<std::pair<std::string, vqVariant>> attributes;
+  };
+  const std::vector<Use> uses = self.connection->Run("Item.uses", [&](const boost::shared_ptr<IUDMProfile>& profile) {
+    vqStlVector<UDMUseInfo> found;
+    Core(self.handle)->GetUses(found, "");
+    std::vector<Use> out;
+    for (const UDMUseInfo& use : found) {
+      out.push_back({use.useId.str(), use.group.str(), profile->GetUDMItemHandle(use.child->GetUID(true)),
+                     std::vector<std::pair<std::string, vqVariant>>(use.attributes.begin(), use.attributes.end())});
+    }
+    return out;
+  });
+  py::list out;
+  for (const Use& use : uses) {
+    py::dict attributes;
+    for (const auto& [name, value] : use.attributes) attributes[py::str(name)] = ToPython(value, "");
+    out.append(py::handle(g_use)(use.id, use.group, Item(self.connection, use.child), attributes));
+  }
+  return out;
+}
 
 // What `with item.checkout():` works with.
 struct CheckOut {
@@ -253,6 +280,10 @@ void RegisterItem(py::module_& module) {
       .def_property_readonly(
           "children", [](Item& self) { return Children(self, ""); },
           "The items this one uses, in every child group, once per use.")
+      .def_property_readonly("uses", &Uses,
+                             "The uses this item makes of others, as Use(id, group, child, attributes): one per\n"
+                             "use, with its attributes (quantity, findnumber, refdes, ...). The id stays the same\n"
+                             "in every revision of this item.")
       .def("children_in", &Children, py::arg("group"), "The items this one uses in one child group, once per use.")
       .def(
           "add_child",
@@ -350,6 +381,12 @@ void RegisterItem(py::module_& module) {
       "group of its uses and how many uses it makes of the items one level below.";
   module.attr("WhereUsed") = whereUsed;
   g_whereUsed = whereUsed.release().ptr();
+  py::object use = namedtuple("Use", py::make_tuple("id", "group", "child", "attributes"), py::arg("module") = "vqkudm");
+  use.attr("__doc__") =
+      "One use of Item.uses: its id, the child group it is in, the child Item and the use's attributes\n"
+      "as a dict.";
+  module.attr("Use") = use;
+  g_use = use.release().ptr();
 }
 
 }  // namespace vqkudm::python

@@ -28,6 +28,11 @@ def test_add_child_picks_the_group_and_counts_uses(repo, bike):
         frame.add_child(bolt, quantity=2.0)
         frame.add_child(bolt, "parts", refdes="rear")
     assert [child.name for child in frame.children_in("parts")] == ["bolt"] * 3
+    uses = frame.uses
+    assert [(use.group, use.child, use.attributes.get("quantity"), use.attributes.get("refdes")) for use in uses] == [
+        ("parts", bolt, 1.0, None), ("parts", bolt, 2.0, None), ("parts", bolt, 1.0, "rear")]
+    assert len({use.id for use in uses}) == 3
+    assert [use.id for use in frame.revisions[0].uses] == [uses[0].id], "a use keeps its id across revisions"
     with pytest.raises(vqkudm.InvalidArgumentError):
         with frame.checkout():
             frame.add_child(repo.create("Categories", "fasteners"))
