@@ -1,8 +1,10 @@
 """Engineering data in a vqkudm repository, from Python.
 
-Items with typed attributes, product structure, check-out and check-in and
-queries, kept by the vqkudm runtime in an embedded (SQLite) or a PostgreSQL
-repository::
+Items with typed attributes, files and preview images, product structure,
+relations and categories, check-out and check-in, a branching history,
+queries, change subscriptions, export and import and a schema editable at
+run time, kept by the vqkudm runtime in an embedded (SQLite) or a
+PostgreSQL repository::
 
     import vqkudm
 
@@ -20,35 +22,53 @@ runtime's ``message``, ``category`` and ``sub_category``.
 """
 
 from ._vqkudm import (
+    Attribute,
     Category,
+    Change,
     CheckOut,
+    Definition,
     Error,
+    File,
     FileError,
     InvalidArgumentError,
     Item,
+    Preview,
     QueryIterator,
     QueryResult,
+    Relation,
     Repository,
+    Revision,
     StateError,
     SubCategory,
+    Subscription,
     UnsupportedError,
+    Use,
     WhereUsed,
     open,
 )
 
 __all__ = [
+    "Attribute",
     "Category",
+    "Change",
     "CheckOut",
+    "Definition",
     "Error",
+    "File",
     "FileError",
     "InvalidArgumentError",
     "Item",
+    "Preview",
     "QueryIterator",
     "QueryResult",
+    "Relation",
     "Repository",
+    "Revision",
     "StateError",
     "SubCategory",
+    "Subscription",
     "UnsupportedError",
+    "Use",
     "WhereUsed",
     "open",
 ]

@@ -2,7 +2,8 @@ import datetime
 import enum
 import os
 from types import TracebackType
-from typing import Any, Iterator, Mapping, NamedTuple, Optional, Sequence, Type, Union, overload
+import pathlib
+from typing import Any, Callable, Iterable, Iterator, Mapping, NamedTuple, Optional, Sequence, Type, Union, overload
 
 Value = Union[None, bool, int, float, str, datetime.datetime, datetime.date, list[str]]
 PathLike = Union[str, os.PathLike[str]]
@@ -44,6 +45,99 @@ class WhereUsed(NamedTuple):
     level: int
     group: str
     uses: int
+
+class Use(NamedTuple):
+    id: str
+    group: str
+    child: Item
+    attributes: dict[str, Value]
+
+class Relation(NamedTuple):
+    uid: str
+    type: str
+    left: Item
+    right: Item
+    bidirectional: bool
+
+class File(NamedTuple):
+    name: str
+    folder: str
+    size: int
+    hash: Optional[str]
+    modified: Optional[datetime.datetime]
+    added: Optional[datetime.datetime]
+    external: bool
+
+class Preview(NamedTuple):
+    name: str
+    size: int
+    hash: Optional[str]
+    type: str
+    description: str
+    default: bool
+
+class Change(NamedTuple):
+    kind: str
+    uid: str
+    item: Optional[Item]
+    attribute: Optional[str]
+    value: Value
+    child: Optional[Item]
+    url: Optional[str]
+    session_id: str
+
+class Attribute(NamedTuple):
+    name: str
+    type: str
+    default: Optional[str]
+    mandatory: bool
+    valid_values: list[str]
+    display_name: str
+    description: str
+
+class Definition(NamedTuple):
+    name: str
+    derived_from: Optional[str]
+    attributes: list[Attribute]
+    groups: dict[str, list[str]]
+
+class Revision:
+    @property
+    def uid(self) -> str: ...
+    @property
+    def line(self) -> str: ...
+    @property
+    def number(self) -> int: ...
+    @property
+    def name(self) -> str: ...
+    @property
+    def comment(self) -> str: ...
+    @property
+    def by(self) -> Optional[str]: ...
+    @property
+    def time(self) -> Optional[datetime.datetime]: ...
+    @property
+    def previous(self) -> Optional[Revision]: ...
+    @property
+    def next(self) -> list[Revision]: ...
+    @property
+    def branched(self) -> bool: ...
+    @property
+    def item(self) -> Item: ...
+
+class Subscription:
+    @property
+    def closed(self) -> bool: ...
+    def close(self) -> None: ...
+    def __enter__(self) -> Subscription: ...
+    def __exit__(
+        self,
+        exc_type: Optional[Type[BaseException]],
+        exc: Optional[BaseException],
+        tb: Optional[TracebackType],
+    ) -> bool: ...
+
+Progress = Callable[[str, int, int], object]
 
 class CheckOut:
     @property
@@ -95,6 +189,34 @@ class Item:
     def children_in(self, group: str) -> list[Item]: ...
     def add_child(self, child: Item, group: Optional[str] = None, **use_attributes: Value) -> None: ...
     def where_used(self, levels: int = 0) -> list[WhereUsed]: ...
+    @property
+    def uses(self) -> list[Use]: ...
+    def parents(self) -> list[Item]: ...
+    @property
+    def root(self) -> Item: ...
+    def relations(self, direction: str = "both") -> list[Relation]: ...
+    def relate(self, other: Item, type: str = "UDMRelGeneral", bidirectional: bool = False) -> Relation: ...
+    def unrelate(self, other: Item) -> bool: ...
+    @property
+    def classifications(self) -> list[Item]: ...
+    def classify(self, category: Item) -> None: ...
+    def unclassify(self, category: Item) -> None: ...
+    @property
+    def files(self) -> list[File]: ...
+    def add_file(self, path: PathLike) -> None: ...
+    def remove_file(self, name: str) -> None: ...
+    def fetch_files(self, folder: PathLike, *, overwrite: bool = True) -> list[str]: ...
+    @property
+    def previews(self) -> list[Preview]: ...
+    def add_preview(
+        self, path: PathLike, *, name: Optional[str] = None, description: str = "", default: bool = False
+    ) -> None: ...
+    def remove_preview(self, name: str) -> None: ...
+    default_preview: Optional[str]
+    def fetch_preview(self, folder: PathLike, name: Optional[str] = None) -> str: ...
+    def history(self) -> Revision: ...
+    @property
+    def revisions(self) -> list[Item]: ...
     def __eq__(self, other: object) -> bool: ...
     def __hash__(self) -> int: ...
 
@@ -141,6 +263,25 @@ class Repository:
         page_size: int = 100,
         ignore_case: bool = False,
     ) -> QueryResult: ...
+    def subscribe(self, callback: Callable[[Change], object]) -> Subscription: ...
+    def export(
+        self, items: Union[Item, Iterable[Item]], path: PathLike, *, progress: Optional[Progress] = None
+    ) -> pathlib.Path: ...
+    def import_(self, path: PathLike, *, progress: Optional[Progress] = None) -> int: ...
+    @property
+    def definitions(self) -> dict[str, Definition]: ...
+    def add_attribute(
+        self,
+        cdef: str,
+        name: str,
+        type: str,
+        *,
+        default: Union[None, str, int, float, bool] = None,
+        mandatory: bool = False,
+        valid_values: Optional[Sequence[str]] = None,
+        display_name: Optional[str] = None,
+        description: str = "",
+    ) -> Definition: ...
 
 @overload
 def open(path: PathLike, *, name: Optional[str] = None) -> Repository: ...
