@@ -16,6 +16,7 @@
 #include <vqlmidbdriver/iDbDriver.h>
 
 #include "ratio_reporter.h"
+#include "profile_workload.h"
 #include "workload.h"
 
 using namespace vqkudm;
@@ -23,42 +24,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-fs::path FreshDirectory(const std::string& name) {
-  const fs::path dir = fs::temp_directory_path() / ("udm-profile-bench-" + name + "-" + std::to_string(::getpid()));
-  fs::remove_all(dir);
-  fs::create_directories(dir);
-  return dir;
-}
-
-boost::shared_ptr<IUDMProfile> OpenProfile(const fs::path& dir) {
-  vqStlMap<vqString, vqVariant> configuration;
-  configuration["RepositoryBaseDir"] = dir.string();
-  configuration["RepositoryName"] = "bench";
-  configuration["WorkspaceBaseDir"] = dir.string();
-  configuration["WorkspaceName"] = "ws";
-  return UDMProfileMgr::GetProfile(configuration);
-}
-
-// The workload of CreateAndPersistParts, through the profile.
-void CreateAndPersistThroughProfile(IUDMProfile& profile, int count) {
-  UDMItemHandle project = profile.CreateEntity(kClassProject, "bench");
-  for (int i = 0; i < count; ++i) {
-    UDMItemHandle part = profile.CreateAndAdd(kClassPart, "part-" + std::to_string(i), project, "parts");
-    profile.SetAttribute(part, "material", vqVariant("steel"));
-    profile.SetAttribute(part, "mass", vqVariant(1.5 + i));
-    profile.SetAttribute(part, "partnumber", vqVariant("PN-" + std::to_string(i)));
-    profile.SetAttribute(part, "status", vqVariant("released"));
-    profile.SetAttribute(part, "description", vqVariant("benchmark part"));
-  }
-  profile.Persist(project, "bench", false, true, false);
-}
-
 void BM_ProfileCreateAndPersist_runtime(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
   for (auto _ : state) {
     state.PauseTiming();
-    const fs::path dir = FreshDirectory("create");
-    boost::shared_ptr<IUDMProfile> profile = OpenProfile(dir);
+    const fs::path dir = FreshProfileDirectory("create");
+    boost::shared_ptr<IUDMProfile> profile = OpenBenchProfile(dir);
     state.ResumeTiming();
 
     CreateAndPersistThroughProfile(*profile, count);
@@ -74,8 +45,8 @@ void BM_ProfileCreateAndPersist_runtime(benchmark::State& state) {
 // Handles on 1,000 stored parts, and the same repository opened raw.
 struct HandleFixture {
   static constexpr int kParts = 1000;
-  fs::path dir = FreshDirectory("read");
-  boost::shared_ptr<IUDMProfile> profile = OpenProfile(dir);
+  fs::path dir = FreshProfileDirectory("read");
+  boost::shared_ptr<IUDMProfile> profile = OpenBenchProfile(dir);
   std::vector<UDMItemHandle> parts;
   std::shared_ptr<vqlm::iDbDriver> raw;
 
