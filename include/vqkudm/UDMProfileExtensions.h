@@ -105,6 +105,11 @@ class VQKUDM_API UDMProfileExtensions {
   static vqString FetchPreviewImage(const boost::shared_ptr<IUDMProfile>& profile, const UDMItemHandle& item,
                                     const vqString& name, const vqString& folder);
 
+  // The versioned URL of the item's revision, "/repository/root~v1/group/
+  // child~v0/", through first parents; new items take part with revision 0.
+  // UDMItemHandle::GetUrl is empty unless the session works by URL.
+  static vqString VersionedUrlOf(const boost::shared_ptr<IUDMProfile>& profile, const UDMItemHandle& item);
+
   // The characters an item name may not hold; setting such a name raises.
   static vqString ReservedNameCharacters();
 

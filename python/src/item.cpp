@@ -192,11 +192,14 @@ void RegisterItem(py::module_& module) {
           "The name of the item's content definition (its class), e.g. \"UDMPart\".")
       .def_property_readonly(
           "url",
-          [](Item& self) -> py::object {
-            const std::string url = self.handle.GetUrl().str();
-            return url.empty() ? py::object(py::none()) : py::object(py::str(url));
+          [](Item& self) {
+            return self.connection->Run("Item.url", [&](const boost::shared_ptr<IUDMProfile>& profile) {
+              return UDMProfileExtensions::VersionedUrlOf(profile, self.handle).str();
+            });
           },
-          "The versioned URL of the revision when the session works by URL, else None.")
+          "The versioned URL of the revision, \"/repository/root~v1/group/child~v0/\": the root and\n"
+          "each child group and child down to the item, each at its revision, through first parents\n"
+          "(new items at revision 0). Repository.get takes it back.")
       .def_property_readonly(
           "checked_out",
           [](Item& self) { return Ask(self, "Item.checked_out", [](const UDMItemHandle& h) { return h.IsEditable(); }); },

@@ -57,6 +57,8 @@ def test_get_by_identifier_id_and_versioned_url(repo, bike):
     assert repo.get(frame.uid[:32] + "0")["mass"] is None
     bolt = repo.get("/product/bike~v0/parts/frame~v1/parts/bolt~v0/")
     assert bolt.name == "bolt"
+    assert bolt.url == "/product/bike~v0/parts/frame~v1/parts/bolt~v0/", "through the latest parents"
+    assert repo.get(frame.url) == frame
     with pytest.raises(vqkudm.InvalidArgumentError) as raised:
         repo.get("/product/bike~v0/parts/wheel~v0/")
     assert raised.value.sub_category == vqkudm.SubCategory.NOT_FOUND

@@ -203,6 +203,14 @@ vqString UDMProfileExtensions::FetchPreviewImage(const boost::shared_ptr<IUDMPro
   return ItemOf(kSignature, *SessionOf(kSignature, profile), item)->GetPreviewImageIntoFolder(name, folder);
 }
 
+vqString UDMProfileExtensions::VersionedUrlOf(const boost::shared_ptr<IUDMProfile>& profile,
+                                              const UDMItemHandle& item) {
+  static const char* const kSignature =
+      VQ_SIG(VQ_T_STRING, "UDMProfileExtensions",
+             "VersionedUrlOf(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,const class vqkudm::UDMItemHandle &)");
+  return ItemOf(kSignature, *SessionOf(kSignature, profile), item)->GetUrlPath(false);
+}
+
 vqString UDMProfileExtensions::ReservedNameCharacters() { return kReservedCharacters; }
 
 }  // namespace vqkudm
