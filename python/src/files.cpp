@@ -11,6 +11,7 @@
 
 #include "errors.h"
 #include "item.h"
+#include "records.h"
 #include "values.h"
 
 namespace fs = std::filesystem;
@@ -19,9 +20,9 @@ namespace vqkudm::python {
 
 namespace {
 
-// The File and Preview record types; leaked like the error classes.
-PyObject* g_file = nullptr;
-PyObject* g_preview = nullptr;
+// The File and Preview record types.
+py::handle g_file;
+py::handle g_preview;
 
 const char* ImageTypeName(vqlm::ImageType type) {
   switch (type) {
@@ -68,9 +69,8 @@ py::object Hash(const UDMGenericDocument& file) {
 py::list FileRecords(const std::vector<UDMGenericDocument>& files) {
   py::list out;
   for (const UDMGenericDocument& file : files) {
-    out.append(py::handle(g_file)(file.GetName().str(), file.GetFolder().str(), file.GetSize(),
-                                  Hash(file), Time(file.GetModifiedTime()),
-                                  Time(file.GetAddedTime()), file.IsExternal()));
+    out.append(g_file(file.GetName().str(), file.GetFolder().str(), file.GetSize(), Hash(file),
+                      Time(file.GetModifiedTime()), Time(file.GetAddedTime()), file.IsExternal()));
   }
   return out;
 }
@@ -78,9 +78,9 @@ py::list FileRecords(const std::vector<UDMGenericDocument>& files) {
 py::list PreviewRecords(const std::vector<UDMGenericDocument>& previews) {
   py::list out;
   for (const UDMGenericDocument& preview : previews) {
-    out.append(py::handle(g_preview)(preview.GetName().str(), preview.GetSize(), Hash(preview),
-                                     ImageTypeName(preview.GetImageType()),
-                                     preview.GetDescription().str(), preview.IsDefault()));
+    out.append(g_preview(preview.GetName().str(), preview.GetSize(), Hash(preview),
+                         ImageTypeName(preview.GetImageType()), preview.GetDescription().str(),
+                         preview.IsDefault()));
   }
   return out;
 }
@@ -249,28 +249,19 @@ void RegisterFiles(py::module_& module) {
           "Writes a preview image (default: the default one) into `folder` (made when missing),\n"
           "replacing a file of that name, and returns its path.");
 
-  py::object namedtuple = py::module_::import("collections").attr("namedtuple");
-  py::object file = namedtuple(
-      "File", py::make_tuple("name", "folder", "size", "hash", "modified", "added", "external"),
-      py::arg("module") = "vqkudm");
-  file.attr("__doc__") =
+  g_file = RecordType(
+      module, "File", {"name", "folder", "size", "hash", "modified", "added", "external"},
       "One file of Item.files: its name, its folder (\"\" for the top), its size in bytes, the "
       "hex\n"
       "BLAKE2b-256 digest of its content (None when external), when the file was last modified "
       "and\n"
-      "when it was added (datetimes), and whether it is external (recorded, not kept).";
-  module.attr("File") = file;
-  g_file = file.release().ptr();
-  py::object preview = namedtuple(
-      "Preview", py::make_tuple("name", "size", "hash", "type", "description", "default"),
-      py::arg("module") = "vqkudm");
-  preview.attr("__doc__") =
+      "when it was added (datetimes), and whether it is external (recorded, not kept).");
+  g_preview = RecordType(
+      module, "Preview", {"name", "size", "hash", "type", "description", "default"},
       "One preview image of Item.previews: its name, size, content digest, image type (\"png\",\n"
       "\"jpeg\", \"bmp\", \"gif\", \"tiff\", \"svg\" or \"unknown\"), description, and whether it "
       "is the\n"
-      "item's default preview.";
-  module.attr("Preview") = preview;
-  g_preview = preview.release().ptr();
+      "item's default preview.");
 }
 
 }  // namespace vqkudm::python

@@ -6,6 +6,7 @@
 #include <vqkudmrt/UDMException.h>
 
 #include "errors.h"
+#include "records.h"
 #include "values.h"
 
 namespace vqkudm::python {
@@ -92,9 +93,9 @@ void Undo(Item& self) {
                        [&](const boost::shared_ptr<IUDMProfile>& profile) { profile->UndoCheckout(self.handle); });
 }
 
-// The WhereUsed and Use record types; leaked like the error classes.
-PyObject* g_whereUsed = nullptr;
-PyObject* g_use = nullptr;
+// The WhereUsed and Use record types.
+py::handle g_whereUsed;
+py::handle g_use;
 
 py::list Uses(Item& self) {
   struct Use {
@@ -117,7 +118,7 @@ py::list Uses(Item& self) {
   for (const Use& use : uses) {
     py::dict attributes;
     for (const auto& [name, value] : use.attributes) attributes[py::str(name)] = ToPython(value, "");
-    out.append(py::handle(g_use)(use.id, use.group, Item(self.connection, use.child), attributes));
+    out.append(g_use(use.id, use.group, Item(self.connection, use.child), attributes));
   }
   return out;
 }
@@ -332,10 +333,9 @@ void RegisterItem(py::module_& module) {
                   }
                   return out;
                 });
-            py::handle record(g_whereUsed);
             py::list out;
             for (const User& user : users) {
-              out.append(record(Item(self.connection, user.parent), user.level, user.group, user.uses));
+              out.append(g_whereUsed(Item(self.connection, user.parent), user.level, user.group, user.uses));
             }
             return out;
           },
@@ -376,20 +376,12 @@ void RegisterItem(py::module_& module) {
         return false;
       }, "Checks in, or undoes the check-out when the block raised; never swallows the error.");
 
-  py::object namedtuple = py::module_::import("collections").attr("namedtuple");
-  py::object whereUsed = namedtuple("WhereUsed", py::make_tuple("parent", "level", "group", "uses"),
-                                    py::arg("module") = "vqkudm");
-  whereUsed.attr("__doc__") =
-      "One user found by Item.where_used: the using item, its level (1: a direct parent), the child\n"
-      "group of its uses and how many uses it makes of the items one level below.";
-  module.attr("WhereUsed") = whereUsed;
-  g_whereUsed = whereUsed.release().ptr();
-  py::object use = namedtuple("Use", py::make_tuple("id", "group", "child", "attributes"), py::arg("module") = "vqkudm");
-  use.attr("__doc__") =
-      "One use of Item.uses: its id, the child group it is in, the child Item and the use's attributes\n"
-      "as a dict.";
-  module.attr("Use") = use;
-  g_use = use.release().ptr();
+  g_whereUsed = RecordType(module, "WhereUsed", {"parent", "level", "group", "uses"},
+                           "One user found by Item.where_used: the using item, its level (1: a direct parent), the child\n"
+      "group of its uses and how many uses it makes of the items one level below.");
+  g_use = RecordType(module, "Use", {"id", "group", "child", "attributes"},
+                     "One use of Item.uses: its id, the child group it is in, the child Item and the use's attributes\n"
+      "as a dict.");
 }
 
 }  // namespace vqkudm::python

@@ -8,14 +8,15 @@
 
 #include "errors.h"
 #include "item.h"
+#include "records.h"
 #include "values.h"
 
 namespace vqkudm::python {
 
 namespace {
 
-// The Relation record type; leaked like the error classes.
-PyObject* g_relation = nullptr;
+// The Relation record type.
+py::handle g_relation;
 
 constexpr const char* kCategoryClass = "Categories";
 
@@ -50,8 +51,8 @@ RelationData DataOf(const UDMRelationHandle& relation) {
 }
 
 py::object RelationRecord(const std::shared_ptr<Connection>& connection, const RelationData& data) {
-  return py::handle(g_relation)(data.uid, data.type, Item(connection, data.left),
-                                Item(connection, data.right), data.bidirectional);
+  return g_relation(data.uid, data.type, Item(connection, data.left), Item(connection, data.right),
+                    data.bidirectional);
 }
 
 const Item& SameRepository(const Item& self, const Item& item, const char* where,
@@ -184,16 +185,11 @@ void RegisterLinks(py::module_& module) {
           },
           py::arg("category"), "Takes the checked-out or new item out of `category`.");
 
-  py::object namedtuple = py::module_::import("collections").attr("namedtuple");
-  py::object relation =
-      namedtuple("Relation", py::make_tuple("uid", "type", "left", "right", "bidirectional"),
-                 py::arg("module") = "vqkudm");
-  relation.attr("__doc__") =
+  g_relation = RecordType(
+      module, "Relation", {"uid", "type", "left", "right", "bidirectional"},
       "One relation of Item.relations: its identifier, its definition (\"UDMRelGeneral\", ...), "
       "the\n"
-      "left and right Items, and whether it reads both ways.";
-  module.attr("Relation") = relation;
-  g_relation = relation.release().ptr();
+      "left and right Items, and whether it reads both ways.");
 }
 
 }  // namespace vqkudm::python

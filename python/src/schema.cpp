@@ -7,6 +7,7 @@
 #include <vqkudmrt/UDMException.h>
 
 #include "errors.h"
+#include "records.h"
 #include "repository.h"
 #include "values.h"
 
@@ -14,9 +15,9 @@ namespace vqkudm::python {
 
 namespace {
 
-// The Definition and Attribute record types; leaked like the error classes.
-PyObject* g_definition = nullptr;
-PyObject* g_attribute = nullptr;
+// The Definition and Attribute record types.
+py::handle g_definition;
+py::handle g_attribute;
 
 struct GroupData {
   std::string name;
@@ -60,11 +61,11 @@ py::object Record(const DefinitionData& data) {
     py::list valid;
     for (const vqString& value : attribute.ValidVal()) valid.append(py::str(value.str()));
     const std::string defaultValue = attribute.DefaultValue().str();
-    attributes.append(py::handle(g_attribute)(
-        attribute.Name().str(), attribute.Type().str(),
-        defaultValue.empty() ? py::object(py::none()) : py::str(defaultValue),
-        attribute.Mandatory(), valid, attribute.DisplayName().str(),
-        attribute.Description().str()));
+    attributes.append(
+        g_attribute(attribute.Name().str(), attribute.Type().str(),
+                    defaultValue.empty() ? py::object(py::none()) : py::str(defaultValue),
+                    attribute.Mandatory(), valid, attribute.DisplayName().str(),
+                    attribute.Description().str()));
   }
   py::dict groups;
   for (const GroupData& group : data.groups) {
@@ -72,9 +73,9 @@ py::object Record(const DefinitionData& data) {
     for (const std::string& cdef : group.admits) admits.append(py::str(cdef));
     groups[py::str(group.name)] = admits;
   }
-  return py::handle(g_definition)(
-      data.name, data.derivedFrom.empty() ? py::object(py::none()) : py::str(data.derivedFrom),
-      attributes, groups);
+  return g_definition(data.name,
+                      data.derivedFrom.empty() ? py::object(py::none()) : py::str(data.derivedFrom),
+                      attributes, groups);
 }
 
 std::vector<std::string> ValidValues(py::handle values) {
@@ -155,27 +156,18 @@ void RegisterSchema(py::module_& module) {
           "color\n"
           "or unique. Existing items read the default (or None) until they are given a value.");
 
-  py::object namedtuple = py::module_::import("collections").attr("namedtuple");
-  py::object definition =
-      namedtuple("Definition", py::make_tuple("name", "derived_from", "attributes", "groups"),
-                 py::arg("module") = "vqkudm");
-  definition.attr("__doc__") =
+  g_definition = RecordType(
+      module, "Definition", {"name", "derived_from", "attributes", "groups"},
       "A content definition of Repository.definitions: its name, the definition it derives from\n"
       "(None for none), its attributes (a list of Attribute) and its child groups (a dict of the\n"
-      "definitions each group admits; an empty list admits any).";
-  module.attr("Definition") = definition;
-  g_definition = definition.release().ptr();
-  py::object attribute = namedtuple("Attribute",
-                                    py::make_tuple("name", "type", "default", "mandatory",
-                                                   "valid_values", "display_name", "description"),
-                                    py::arg("module") = "vqkudm");
-  attribute.attr("__doc__") =
+      "definitions each group admits; an empty list admits any).");
+  g_attribute = RecordType(
+      module, "Attribute",
+      {"name", "type", "default", "mandatory", "valid_values", "display_name", "description"},
       "An attribute of a Definition: its name, its type name, its default (text, or None), "
       "whether\n"
       "it is mandatory, the values it is limited to (empty: any), its display name and "
-      "description.";
-  module.attr("Attribute") = attribute;
-  g_attribute = attribute.release().ptr();
+      "description.");
 }
 
 }  // namespace vqkudm::python

@@ -6,14 +6,15 @@
 
 #include "errors.h"
 #include "item.h"
+#include "records.h"
 #include "values.h"
 
 namespace vqkudm::python {
 
 namespace {
 
-// The Change record type; leaked like the error classes.
-PyObject* g_change = nullptr;
+// The Change record type.
+py::handle g_change;
 
 // Queues each change for the subscription `key`. It is told inside a Run
 // (the lock held, no GIL), so it reads what it needs from the profile now.
@@ -98,11 +99,11 @@ py::object ChangeRecord(const std::shared_ptr<Connection>& connection, const Que
   };
   const std::string attribute = change.GetAttributeName().str();
   const std::string url = change.GetURL().str();
-  return py::handle(g_change)(
-      SignalOptionName(change.GetOpCode()), change.GetUID().ToString().str(), item(queued.item),
-      attribute.empty() ? py::object(py::none()) : py::str(attribute),
-      ToPython(change.GetAttributeValue(), queued.valueType), item(queued.child),
-      url.empty() ? py::object(py::none()) : py::str(url), change.GetSessionId().str());
+  return g_change(SignalOptionName(change.GetOpCode()), change.GetUID().ToString().str(),
+                  item(queued.item),
+                  attribute.empty() ? py::object(py::none()) : py::str(attribute),
+                  ToPython(change.GetAttributeValue(), queued.valueType), item(queued.child),
+                  url.empty() ? py::object(py::none()) : py::str(url), change.GetSessionId().str());
 }
 
 }  // namespace
@@ -158,12 +159,8 @@ void RegisterSubscription(py::module_& module) {
           },
           "Closes the subscription.");
 
-  py::object namedtuple = py::module_::import("collections").attr("namedtuple");
-  py::object change = namedtuple(
-      "Change",
-      py::make_tuple("kind", "uid", "item", "attribute", "value", "child", "url", "session_id"),
-      py::arg("module") = "vqkudm");
-  change.attr("__doc__") =
+  g_change = RecordType(
+      module, "Change", {"kind", "uid", "item", "attribute", "value", "child", "url", "session_id"},
       "One change of the session, told to a subscription: its kind (\"created\", \"attribute "
       "set\",\n"
       "\"child added\", \"child removed\", \"checked out\", \"saved\", \"persisted\", \"check-out "
@@ -172,9 +169,7 @@ void RegisterSubscription(py::module_& module) {
       "Item\n"
       "(None once obliterated), the attribute and its new value for \"attribute set\", the child\n"
       "Item for the child changes (and for a use's attribute), the versioned URL when the session\n"
-      "works by URL, and the id of the session that made it.";
-  module.attr("Change") = change;
-  g_change = change.release().ptr();
+      "works by URL, and the id of the session that made it.");
 }
 
 }  // namespace vqkudm::python
