@@ -56,4 +56,21 @@ class VQKUDM_API UDMHistoryNode {
   friend class UDMCoreEntityHandle;
 };
 
+// One revision of a history tree, flattened.
+struct UDMHistoryEntry {
+  vqString uid;
+  // The identifier without the revision: the item, or the branch.
+  vqString line;
+  int revision = 0;
+  // The revision it came from: the one before it on its line, or for the
+  // first revision of a branch the one it was branched from; empty at the
+  // start of the history.
+  vqString from;
+};
+
+// Every revision of the tree `node` belongs to, once each (a tree may list
+// a line twice, when a branch was asked for from an older revision): the
+// lines in the order they were made, each line's revisions in order.
+VQKUDM_API vqStlVector<UDMHistoryEntry> FlattenHistory(const boost::shared_ptr<UDMHistoryNode>& node);
+
 }  // namespace vqkudm

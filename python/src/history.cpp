@@ -2,7 +2,6 @@
 
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -39,75 +38,33 @@ struct Tree {
   std::vector<RevisionPtr> line;
 };
 
-std::string IdOf(const UDMHistoryNode& node) {
-  return node.GetBaseUID().str() + std::to_string(node.GetVersion());
-}
-
-// The revisions of every line in the history, linked. The engine's tree
-// may hold a line twice (a branch asked for from an older revision), so
-// revisions are taken once each, by identifier. Call inside Run.
-Tree Build(IUDMProfile& profile, const std::shared_ptr<Connection>& connection,
-           const UDMItemHandle& item) {
-  const boost::shared_ptr<UDMHistoryNode> history = profile.GetHistory(item);
-  std::map<std::string, std::map<int, std::string>> lines;  // line -> revision -> id
-  std::map<std::string, std::string> branchedFrom;  // line -> id of the revision it came from
-  std::set<const UDMHistoryNode*> seen;
-  std::vector<boost::shared_ptr<UDMHistoryNode>> pending{history};
-  while (!pending.empty()) {
-    const boost::shared_ptr<UDMHistoryNode> node = pending.back();
-    pending.pop_back();
-    if (!node || !seen.insert(node.get()).second) continue;
-    lines[node->GetBaseUID().str()][node->GetVersion()] = IdOf(*node);
-    if (const auto source = node->GetBranchedFrom()) {
-      branchedFrom[node->GetBaseUID().str()] = IdOf(*source);
-      pending.push_back(source);
-    }
-    for (const auto& version : node->GetVersionList()) pending.push_back(version);
-    for (const auto& branch : node->GetBranchList()) pending.push_back(branch);
-  }
-  std::map<std::string, RevisionPtr> byId;
-  for (const auto& [line, ids] : lines) {
-    for (const auto& [number, id] : ids) {
-      auto revision = std::make_shared<Revision>();
-      revision->connection = connection;
-      revision->handle = profile.GetUDMItemHandle(id);
-      revision->uid = id;
-      revision->line = line;
-      revision->number = number;
-      revision->name = profile.GetDisplayName(revision->handle).str();
-      revision->comment = revision->handle.GetAttributeValue("smd_comment").ToString().str();
-      revision->by = revision->handle.GetModifiedBy();
-      revision->time = revision->handle.GetModifiedTime();
-      byId[id] = revision;
-    }
-  }
-  Tree tree;
+// The revisions of the whole history, linked. Call inside Run.
+Tree Build(IUDMProfile& profile, const std::shared_ptr<Connection>& connection, const UDMItemHandle& item) {
   const std::string asked = DmidOf(item.GetUID().str());
-  // Lines in the order they were made (identifiers grow with time), so
-  // each revision lists its branches oldest first.
-  for (const auto& [line, ids] : lines) {
-    RevisionPtr previous;
-    const auto source = branchedFrom.find(line);
-    if (source != branchedFrom.end()) {
-      const auto found = byId.find(source->second);
-      if (found != byId.end()) previous = found->second;
+  std::map<std::string, RevisionPtr> byId;
+  Tree tree;
+  // Lines come in the order they were made, so a revision's next one on
+  // its line comes before the branches made from it.
+  for (const UDMHistoryEntry& entry : FlattenHistory(profile.GetHistory(item))) {
+    auto revision = std::make_shared<Revision>();
+    revision->connection = connection;
+    revision->handle = profile.GetUDMItemHandle(entry.uid);
+    revision->uid = entry.uid.str();
+    revision->line = entry.line.str();
+    revision->number = entry.revision;
+    revision->name = profile.GetDisplayName(revision->handle).str();
+    revision->comment = revision->handle.GetAttributeValue("smd_comment").ToString().str();
+    revision->by = revision->handle.GetModifiedBy();
+    revision->time = revision->handle.GetModifiedTime();
+    const auto previous = byId.find(entry.from.str());
+    if (previous != byId.end()) {
+      revision->previous = previous->second;
+      previous->second->next.push_back(revision);
+    } else if (!tree.root) {
+      tree.root = revision;
     }
-    for (const auto& [number, id] : ids) {
-      const RevisionPtr& revision = byId.at(id);
-      if (previous) {
-        revision->previous = previous;
-        previous->next.push_back(revision);
-      } else if (!tree.root) {
-        tree.root = revision;
-      }
-      if (line == asked) tree.line.push_back(revision);
-      previous = revision;
-    }
-  }
-  // The next revision of a line comes before the branches made from it.
-  for (const auto& [id, revision] : byId) {
-    std::stable_partition(revision->next.begin(), revision->next.end(),
-                          [&](const RevisionPtr& next) { return next->line == revision->line; });
+    if (revision->line == asked) tree.line.push_back(revision);
+    byId[revision->uid] = revision;
   }
   return tree;
 }

@@ -137,4 +137,35 @@ boost::shared_ptr<UDMHistoryNode> UDMCoreEntityHandle::_PopulateHistoryTree(
   return node;
 }
 
+vqStlVector<UDMHistoryEntry> FlattenHistory(const boost::shared_ptr<UDMHistoryNode>& node) {
+  std::map<vqString, std::map<int, vqString>> lines;  // line -> revision -> id
+  std::map<vqString, vqString> branchedFrom;           // line -> the id of its source revision
+  std::set<const UDMHistoryNode*> seen;
+  std::vector<boost::shared_ptr<UDMHistoryNode>> pending{node};
+  const auto idOf = [](const UDMHistoryNode& n) { return n.GetBaseUID() + vqString::FromInt(n.GetVersion()); };
+  while (!pending.empty()) {
+    const boost::shared_ptr<UDMHistoryNode> next = pending.back();
+    pending.pop_back();
+    if (!next || !seen.insert(next.get()).second) continue;
+    lines[next->GetBaseUID()][next->GetVersion()] = idOf(*next);
+    if (const boost::shared_ptr<UDMHistoryNode> source = next->GetBranchedFrom()) {
+      branchedFrom[next->GetBaseUID()] = idOf(*source);
+      pending.push_back(source);
+    }
+    for (const auto& version : next->GetVersionList()) pending.push_back(version);
+    for (const auto& branch : next->GetBranchList()) pending.push_back(branch);
+  }
+  // Identifiers grow with creation time, so the map's order is the lines'.
+  vqStlVector<UDMHistoryEntry> out;
+  for (const auto& [line, ids] : lines) {
+    const auto source = branchedFrom.find(line);
+    vqString previous = source == branchedFrom.end() ? vqString() : source->second;
+    for (const auto& [revision, id] : ids) {
+      out.push_back({id, line, revision, previous});
+      previous = id;
+    }
+  }
+  return out;
+}
+
 }  // namespace vqkudm

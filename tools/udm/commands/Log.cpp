@@ -9,7 +9,6 @@
 #include <fstream>
 #include <iostream>
 #include <map>
-#include <set>
 
 #include <vqkudm/UDMHistoryNode.h>
 #include <vqkudm/UDMProfileMgr.h>
@@ -33,43 +32,15 @@ struct LogArguments {
   std::string html;
 };
 
-std::string RevisionId(const vqkudm::UDMHistoryNode& node) {
-  return node.GetBaseUID().str() + std::to_string(node.GetVersion());
-}
-
-// Every revision of every line in the tree with the revision it came from.
-// The tree may list a line twice (a branch asked for from an older
-// revision), so revisions are taken once each, by identifier.
 std::vector<HistoryRevision> Revisions(const boost::shared_ptr<vqkudm::UDMHistoryNode>& root) {
-  std::map<std::string, std::map<int, std::string>> lines;  // line -> revision -> id
-  std::map<std::string, std::string> branchedFrom;           // line -> source revision's id
-  std::set<const vqkudm::UDMHistoryNode*> seen;
-  std::vector<boost::shared_ptr<vqkudm::UDMHistoryNode>> pending{root};
-  while (!pending.empty()) {
-    const boost::shared_ptr<vqkudm::UDMHistoryNode> node = pending.back();
-    pending.pop_back();
-    if (!node || !seen.insert(node.get()).second) continue;
-    lines[node->GetBaseUID().str()][node->GetVersion()] = RevisionId(*node);
-    if (const auto source = node->GetBranchedFrom()) {
-      branchedFrom[node->GetBaseUID().str()] = RevisionId(*source);
-      pending.push_back(source);
-    }
-    for (const auto& version : node->GetVersionList()) pending.push_back(version);
-    for (const auto& branch : node->GetBranchList()) pending.push_back(branch);
-  }
   std::vector<HistoryRevision> revisions;
-  for (const auto& [line, ids] : lines) {
-    const auto source = branchedFrom.find(line);
-    std::string previous = source == branchedFrom.end() ? std::string() : source->second;
-    for (const auto& [number, id] : ids) {
-      HistoryRevision revision;
-      revision.id = id;
-      revision.line = line;
-      revision.revision = number;
-      revision.from = previous;
-      revisions.push_back(revision);
-      previous = id;
-    }
+  for (const vqkudm::UDMHistoryEntry& entry : vqkudm::FlattenHistory(root)) {
+    HistoryRevision revision;
+    revision.id = entry.uid.str();
+    revision.line = entry.line.str();
+    revision.revision = entry.revision;
+    revision.from = entry.from.str();
+    revisions.push_back(revision);
   }
   return revisions;
 }
