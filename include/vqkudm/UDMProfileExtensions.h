@@ -14,6 +14,7 @@
 #include <vqkudm/IUDMProfile.h>
 #include <vqkudm/UDMQuerySettingHandle.h>
 #include <vqkudm/vqkudmApi.h>
+#include <vqkudmrt/UDMIntegrity.h>
 
 namespace vqkudm {
 
@@ -109,6 +110,11 @@ class VQKUDM_API UDMProfileExtensions {
   // child~v0/", through first parents; new items take part with revision 0.
   // UDMItemHandle::GetUrl is empty unless the session works by URL.
   static vqString VersionedUrlOf(const boost::shared_ptr<IUDMProfile>& profile, const UDMItemHandle& item);
+
+  // UDMSession::VerifyRepository: checks every invariant of the
+  // repository and reports each finding; with `pruneContents` the file
+  // contents nothing refers to are removed (nothing else ever is).
+  static UDMIntegrityReport VerifyRepository(const boost::shared_ptr<IUDMProfile>& profile, bool pruneContents);
 
   // The characters an item name may not hold; setting such a name raises.
   static vqString ReservedNameCharacters();

@@ -12,6 +12,7 @@
 #include "repository.h"
 #include "schema.h"
 #include "subscription.h"
+#include "verify.h"
 
 PYBIND11_MODULE(_vqkudm, module) {
   module.doc() =
@@ -40,4 +41,5 @@ PYBIND11_MODULE(_vqkudm, module) {
   vqkudm::python::RegisterRepository(module);
   vqkudm::python::RegisterExchange(module);
   vqkudm::python::RegisterSchema(module);
+  vqkudm::python::RegisterVerify(module);
 }

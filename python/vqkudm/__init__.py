@@ -30,6 +30,7 @@ from ._vqkudm import (
     Error,
     File,
     FileError,
+    Finding,
     InvalidArgumentError,
     Item,
     Preview,
@@ -43,6 +44,7 @@ from ._vqkudm import (
     Subscription,
     UnsupportedError,
     Use,
+    Verification,
     WhereUsed,
     open,
 )
@@ -56,6 +58,7 @@ __all__ = [
     "Error",
     "File",
     "FileError",
+    "Finding",
     "InvalidArgumentError",
     "Item",
     "Preview",
@@ -69,6 +72,7 @@ __all__ = [
     "Subscription",
     "UnsupportedError",
     "Use",
+    "Verification",
     "WhereUsed",
     "open",
 ]

@@ -137,6 +137,22 @@ class Subscription:
         tb: Optional[TracebackType],
     ) -> bool: ...
 
+class Finding(NamedTuple):
+    check: str
+    subject: str
+    message: str
+    fault: bool
+    removed: bool
+
+class Verification(NamedTuple):
+    sound: bool
+    schema_version: int
+    entities: int
+    revisions: int
+    file_records: int
+    contents: int
+    findings: list[Finding]
+
 Progress = Callable[[str, int, int], object]
 
 class CheckOut:
@@ -282,6 +298,7 @@ class Repository:
         display_name: Optional[str] = None,
         description: str = "",
     ) -> Definition: ...
+    def verify(self, *, prune: bool = False) -> Verification: ...
 
 @overload
 def open(path: PathLike, *, name: Optional[str] = None) -> Repository: ...

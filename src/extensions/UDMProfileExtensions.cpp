@@ -211,6 +211,14 @@ vqString UDMProfileExtensions::VersionedUrlOf(const boost::shared_ptr<IUDMProfil
   return ItemOf(kSignature, *SessionOf(kSignature, profile), item)->GetUrlPath(false);
 }
 
+UDMIntegrityReport UDMProfileExtensions::VerifyRepository(const boost::shared_ptr<IUDMProfile>& profile,
+                                                          bool pruneContents) {
+  static const char* const kSignature =
+      VQ_SIG("struct vqkudm::UDMIntegrityReport", "UDMProfileExtensions",
+             "VerifyRepository(const " VQ_T_SHARED("class vqkudm::IUDMProfile") " &,bool)");
+  return SessionOf(kSignature, profile)->VerifyRepository(pruneContents);
+}
+
 vqString UDMProfileExtensions::ReservedNameCharacters() { return kReservedCharacters; }
 
 }  // namespace vqkudm

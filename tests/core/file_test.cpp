@@ -34,14 +34,6 @@ class FileTest : public RepositoryTest {
     for (char& c : bytes) c = static_cast<char>(random());
     return bytes;
   }
-  // Whether the repository still keeps the content, wherever it keeps contents.
-  bool ContentKept(const vqString& key) {
-    if (!IsPostgres()) return fs::exists(m_dir / "repo" / "vault" / "objects" / key.substr(0, 2) / key.str());
-    vqlm::ResultSet rows;
-    auto session = boost::dynamic_pointer_cast<UDMSession>(m_session);
-    EXPECT_TRUE(session->Database().ExecSqlQuery("SELECT 1 FROM udm_content WHERE content_key = ?", {key}, rows));
-    return !rows.IsEmpty();
-  }
   std::vector<UDMGenericDocument> Files(const UDMItemPtr& item) {
     vqStlVector<UDMGenericDocument> docs;
     item->GetFileInfoList(docs, true);

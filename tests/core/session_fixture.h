@@ -7,6 +7,7 @@
 #include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMFramework.h>
 #include <vqkudmrt/UDMItem.h>
+#include <vqkudmrt/UDMSession.h>
 #include <vqkudmrt/UDMSessionConfig.h>
 #include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmidbdriver/DbDriverWrapper.h>
@@ -100,6 +101,19 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
     boost::shared_ptr<vqkudm::IUDMSession> session = OpenSession(user);
     vqkudm::store::SetDriverDecorator(nullptr);
     return session;
+  }
+
+  // Where the local repository keeps the content of that key.
+  std::filesystem::path ObjectPath(const vqString& key) const {
+    return m_dir / "repo" / "vault" / "objects" / key.substr(0, 2) / key.str();
+  }
+  // Whether the repository still keeps the content, wherever it keeps contents.
+  bool ContentKept(const vqString& key) {
+    if (!IsPostgres()) return std::filesystem::exists(ObjectPath(key));
+    vqlm::ResultSet rows;
+    auto session = boost::dynamic_pointer_cast<vqkudm::UDMSession>(m_session);
+    EXPECT_TRUE(session->Database().ExecSqlQuery("SELECT 1 FROM udm_content WHERE content_key = ?", {key}, rows));
+    return !rows.IsEmpty();
   }
 
   std::optional<PgTestDatabase> m_pg;

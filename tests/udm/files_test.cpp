@@ -111,3 +111,33 @@ TEST_F(FilesTest, DefinitionsListAttributesAndGroups) {
 }
 
 }  // namespace
+
+TEST_F(FilesTest, FsckFindsAContentGoneFromTheVaultAndPrunesOnlyWhenAsked) {
+  StoredAssemblyWithFiles();
+  const UdmResult sound = Udm({"--json", "fsck"});
+  ASSERT_EQ(sound.status, 0) << sound.err;
+  EXPECT_TRUE(sound.json()["sound"].get<bool>());
+  EXPECT_EQ(sound.json()["fileRecords"], 2);
+
+  const std::string key = Udm({"--json", "show", "bracket"}).json()["files"][0]["contentKey"];
+  const std::filesystem::path vault = m_work / ".udm" / "project" / "vault" / "objects";
+  std::filesystem::copy_file(vault / key.substr(0, 2) / key, m_work / "kept");
+  std::filesystem::remove(vault / key.substr(0, 2) / key);
+  const UdmResult broken = Udm({"fsck"});
+  EXPECT_EQ(broken.status, 1);
+  EXPECT_NE(broken.out.find("fault  content  " + key + "  missing from the vault"), std::string::npos) << broken.out;
+  EXPECT_NE(broken.out.find(": 1 fault\n"), std::string::npos) << broken.out;
+
+  // A content put back under a key nothing records is a note until pruned.
+  const std::string stray(64, 'a');
+  std::filesystem::create_directories(vault / "aa");
+  std::filesystem::rename(m_work / "kept", vault / "aa" / stray);
+  const nlohmann::json noted = Udm({"--json", "fsck"}).json();
+  ASSERT_EQ(noted["findings"].size(), 2u);
+  EXPECT_EQ(noted["findings"][1]["check"], "unreferenced content");
+  EXPECT_FALSE(noted["findings"][1]["fault"].get<bool>());
+  EXPECT_TRUE(std::filesystem::exists(vault / "aa" / stray));
+  const nlohmann::json pruned = Udm({"--json", "fsck", "--prune"}).json();
+  EXPECT_TRUE(pruned["findings"][1]["removed"].get<bool>());
+  EXPECT_FALSE(std::filesystem::exists(vault / "aa" / stray));
+}

@@ -48,6 +48,7 @@ void AddFilesCommands(CLI::App& app, Tool& tool);
 void AddRecordCommands(CLI::App& app, Tool& tool);
 void AddExchangeCommands(CLI::App& app, Tool& tool);
 void AddDefinitionCommands(CLI::App& app, Tool& tool);
+void AddFsckCommand(CLI::App& app, Tool& tool);
 void AddLogCommand(CLI::App& app, Tool& tool);
 
 }  // namespace udm

@@ -90,6 +90,7 @@ int main(int argc, char** argv) {
   udm::AddRecordCommands(app, tool);
   udm::AddExchangeCommands(app, tool);
   udm::AddDefinitionCommands(app, tool);
+  udm::AddFsckCommand(app, tool);
   udm::AddLogCommand(app, tool);
   udm::AddCompletionCommand(app, tool);
 

@@ -12,6 +12,7 @@
 #include <boost/weak_ptr.hpp>
 
 #include <vqkudmrt/IUDMSession.h>
+#include <vqkudmrt/UDMIntegrity.h>
 #include <vqkudmrt/UDMUpdateWrapper.h>
 
 namespace vqlm {
@@ -115,6 +116,11 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
     vqString childUid;
     vqString time;
   };
+  // Checks every invariant of the repository: the database's own check,
+  // every row's references, every file record's content (present, of its
+  // size and hash), the schema version. Changes nothing, except that with
+  // `pruneContents` the contents nothing refers to are removed.
+  UDMIntegrityReport VerifyRepository(bool pruneContents);
   // The changes other sessions stored after `afterSequence`, oldest first.
   void ReadChangesOfOthers(std::int64_t afterSequence, vqStlVector<LoggedChange>& out);
   // Like ReadChangesOfOthers, but when there are none yet waits up to

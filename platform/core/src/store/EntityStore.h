@@ -123,6 +123,7 @@ class EntityStore {
   explicit EntityStore(std::shared_ptr<vqlm::iDbDriver> db);
 
   vqlm::iDbDriver& Db() { return *m_db; }
+  const SqlDialect& Dialect() const { return m_dialect; }
 
   // Runs `work` in one transaction; rolls back and rethrows when it raises
   // or when the commit fails, so a failure leaves the repository as it was.

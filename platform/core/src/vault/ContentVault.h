@@ -13,6 +13,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include <vqutl/vqString.h>
 
@@ -46,6 +48,11 @@ class ContentVault {
   virtual bool Contains(const vqString& key) = 0;
   // Writes the content to `target`, through a temporary name renamed into place.
   virtual void Fetch(const vqString& key, const vqString& target) = 0;
+  // The size and the hash of the bytes kept under `key`, read now; nothing
+  // when the vault lacks it.
+  virtual std::optional<StagedContent> Examine(const vqString& key) = 0;
+  // The keys of every published content.
+  virtual std::vector<vqString> Keys() = 0;
   // Takes a content away so that FinishDiscards(false) can bring it back.
   virtual void Discard(const vqString& key) = 0;
   virtual void FinishDiscards(bool committed) = 0;

@@ -85,6 +85,24 @@ class DatabaseVault final : public ContentVault {
     }
   }
 
+  std::optional<StagedContent> Examine(const vqString& key) override {
+    ContentHash hash;
+    StagedContent read;
+    const bool found = m_store.ReadContent(key, [&](const vqString& piece) {
+      hash.Update(piece.data(), piece.size());
+      read.size += static_cast<std::int64_t>(piece.size());
+    });
+    if (!found) return std::nullopt;
+    read.key = hash.HexDigest();
+    return read;
+  }
+
+  std::vector<vqString> Keys() override {
+    const vqStlVector<vqString> keys =
+        m_store.Select("SELECT content_key FROM udm_content ORDER BY content_key", {}).GetColumnTexts(0);
+    return std::vector<vqString>(keys.begin(), keys.end());
+  }
+
   // Inside the caller's transaction, so a rollback brings the content back.
   void Discard(const vqString& key) override { m_store.DeleteContent(key); }
   void FinishDiscards(bool) override {}

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -181,6 +182,27 @@ class DirectoryVault final : public ContentVault {
       ThrowFileException(UDM_FUNCSIG,
                          "cannot fetch the content " + key + " into \"" + target + "\": " + error.message(), ExcSubIo);
     }
+  }
+
+  std::optional<StagedContent> Examine(const vqString& key) override {
+    const vqString path = ObjectPath(key);
+    std::error_code error;
+    const auto size = fs::file_size(path.str(), error);
+    if (error) return std::nullopt;
+    return StagedContent{HashFile(path), static_cast<std::int64_t>(size)};
+  }
+
+  std::vector<vqString> Keys() override {
+    std::vector<vqString> keys;
+    std::error_code error;
+    for (const fs::directory_entry& prefix : fs::directory_iterator(m_objects.str(), error)) {
+      for (const fs::directory_entry& object : fs::directory_iterator(prefix.path(), error)) {
+        if (object.is_regular_file()) keys.push_back(object.path().filename().string());
+      }
+    }
+    if (error) ThrowFileException(UDM_FUNCSIG, "cannot list the vault " + m_objects + ": " + error.message(), ExcSubIo);
+    std::sort(keys.begin(), keys.end());
+    return keys;
   }
 
   void Discard(const vqString& key) override {
