@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <set>
+#include <string>
 #include <vector>
 
 #include <vqkudmrt/UDMException.h>
@@ -21,6 +23,18 @@ using ArchivePtr = std::unique_ptr<archive, int (*)(archive*)>;
 [[noreturn]] void Fail(const char* signature, const vqString& what, archive* a) {
   ThrowFileException(signature, what + ": " + (a && archive_error_string(a) ? archive_error_string(a) : "unknown error"),
                      ExcSubIo);
+}
+
+// Through an error code: an entry below a name that an earlier entry made a
+// file must fail as a UDMException, not as a std::filesystem_error.
+void MakeDirectories(const char* signature, const fs::path& path, const vqString& file) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error) {
+    ThrowFileException(signature,
+                       "cannot unpack the package \"" + file + "\" into \"" + path.string() + "\": " + error.message(),
+                       ExcSubIo);
+  }
 }
 
 }  // namespace
@@ -66,36 +80,48 @@ void ExtractArchive(const vqString& file, const vqString& directory) {
     Fail(UDM_FUNCSIG, "cannot read the package \"" + file + "\"", in.get());
   }
   const fs::path root = fs::path(directory.str()).lexically_normal();
+  // Packages of real files compress a few times, rarely a hundred: far more
+  // is an archive built to fill the disk.
+  std::error_code error;
+  const std::uintmax_t budget = kExpansionFloor + kExpansionRatio * fs::file_size(file.str(), error);
+  std::uintmax_t written = 0;
+  std::set<fs::path> seen;
   archive_entry* entry = nullptr;
   std::vector<char> buffer(1 << 20);
+  const auto refuse = [&](const std::string& name, const std::string& why) {
+    ThrowInvalidArgException(UDM_FUNCSIG, "the package \"" + file + "\" holds \"" + name + "\", " + why,
+                             ExcSubWrongType);
+  };
   for (;;) {
     const int status = archive_read_next_header(in.get(), &entry);
     if (status == ARCHIVE_EOF) break;
     if (status != ARCHIVE_OK) Fail(UDM_FUNCSIG, "cannot read the package \"" + file + "\"", in.get());
-    const std::string name = archive_entry_pathname(entry);
+    const std::string name = archive_entry_pathname(entry) ? archive_entry_pathname(entry) : "";
     const fs::path target = (root / name).lexically_normal();
     const fs::path relative = target.lexically_relative(root);
-    if (fs::path(name).is_absolute() || relative.empty() || *relative.begin() == "..") {
-      ThrowInvalidArgException(UDM_FUNCSIG,
-                               "the package \"" + file + "\" holds \"" + name + "\", which would land outside \"" +
-                                   directory + "\"",
-                               ExcSubWrongType);
+    if (name.empty() || fs::path(name).is_absolute() || relative.empty() || *relative.begin() == "..") {
+      refuse(name, "which would land outside \"" + directory + "\"");
     }
     const auto type = archive_entry_filetype(entry);
     if (type == AE_IFDIR) {
-      fs::create_directories(target);
+      MakeDirectories(UDM_FUNCSIG, target, file);
       continue;
     }
-    if (type != AE_IFREG) {
-      ThrowInvalidArgException(UDM_FUNCSIG, "the package \"" + file + "\" holds \"" + name + "\", which is not a file",
-                               ExcSubWrongType);
+    if (type != AE_IFREG || archive_entry_hardlink(entry) || archive_entry_symlink(entry)) {
+      refuse(name, "which is not a file");
     }
-    fs::create_directories(target.parent_path());
+    if (!seen.insert(relative).second) refuse(name, "twice");
+    if (archive_entry_size_is_set(entry) && static_cast<std::uintmax_t>(archive_entry_size(entry)) > budget - written) {
+      refuse(name, "which would expand the package past " + std::to_string(budget) + " bytes");
+    }
+    MakeDirectories(UDM_FUNCSIG, target.parent_path(), file);
     std::ofstream out(target, std::ios::binary);
     for (;;) {
       const la_ssize_t got = archive_read_data(in.get(), buffer.data(), buffer.size());
       if (got < 0) Fail(UDM_FUNCSIG, "cannot read \"" + name + "\" from \"" + file + "\"", in.get());
       if (got == 0) break;
+      written += static_cast<std::uintmax_t>(got);
+      if (written > budget) refuse(name, "which would expand the package past " + std::to_string(budget) + " bytes");
       out.write(buffer.data(), got);
     }
     if (!out) ThrowFileException(UDM_FUNCSIG, "cannot write \"" + target.string() + "\"", ExcSubIo);

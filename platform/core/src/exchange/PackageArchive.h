@@ -2,6 +2,8 @@
 
 // Packages as one archive file (libarchive), and back.
 
+#include <cstdint>
+
 #include <vqutl/vqString.h>
 
 namespace vqkudm::exchange {
@@ -10,8 +12,13 @@ enum class ArchiveFormat { Tar, TarGz, Zip };
 
 // Writes every file under `directory` into the archive `file`.
 void WriteArchive(const vqString& directory, const vqString& file, ArchiveFormat format);
+// What an archive may expand to: this many bytes, and this many times its size.
+constexpr std::uintmax_t kExpansionFloor = 64u << 20;
+constexpr std::uintmax_t kExpansionRatio = 250;
+
 // Extracts `file` into `directory`, refusing any entry that is not a plain
-// file or directory or whose path would land outside `directory`.
+// file or directory, whose path would land outside `directory`, that comes
+// twice, or that would expand the package past its budget.
 void ExtractArchive(const vqString& file, const vqString& directory);
 
 }  // namespace vqkudm::exchange

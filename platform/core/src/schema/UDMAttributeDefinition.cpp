@@ -42,6 +42,12 @@ bool IsIsoDate(const vqString& text) {
   return std::regex_match(text.str(), form);
 }
 
+// libstdc++ compiles a regular expression recursively, a level per term and
+// per group, so a long enough pattern overflows the stack: a definition file
+// must not be able to crash the process that loads it. Patterns for values
+// are short.
+constexpr std::size_t kMaxPatternLength = 1000;
+
 bool IsColor(const vqString& text) {
   return text.size() == 7 && text[0] == '#' &&
          std::all_of(text.begin() + 1, text.end(), [](char c) { return std::isxdigit(static_cast<unsigned char>(c)); });
@@ -51,6 +57,13 @@ bool IsColor(const vqString& text) {
 
 UDMAttributeDefinition::UDMAttributeDefinition(const Fields& fields) : m_fields(fields) {
   if (!fields.regex.empty()) {
+    if (fields.regex.size() > kMaxPatternLength) {
+      ThrowInvalidArgException(UDM_FUNCSIG,
+                               "attribute \"" + fields.name + "\" has a regular expression of " +
+                                   vqString::FromInt(static_cast<int>(fields.regex.size())) + " characters; at most " +
+                                   vqString::FromInt(static_cast<int>(kMaxPatternLength)) + " are allowed",
+                               ExcSubSyntax);
+    }
     auto pattern = std::make_shared<Pattern>();
     try {
       pattern->regex = std::regex(fields.regex.str(), std::regex::ECMAScript);
@@ -148,6 +161,23 @@ vqVariant UDMAttributeDefinition::CheckValue(const vqVariant& value, const vqStr
       if (m_fields.type == TypeColor && !IsColor(*text)) return refuse("it is not a colour of the form #rrggbb");
       converted = *text;
       break;
+    }
+  }
+  // Every database must take the text as it is, and PostgreSQL takes
+  // neither NUL bytes nor invalid UTF-8.
+  const vqStlVector<vqString> texts =
+      converted.GetStringList() ? *converted.GetStringList()
+      : converted.GetString()   ? vqStlVector<vqString>{*converted.GetString()}
+                                : vqStlVector<vqString>{};
+  for (const vqString& item : texts) {
+    const char* fault = item.find('\0') != vqString::npos ? "it holds a NUL byte"
+                        : !item.IsValidUtf8()              ? "it is not valid UTF-8"
+                                                           : nullptr;
+    // Without the value itself: it would cut or spoil the message.
+    if (fault) {
+      ThrowInvalidArgException(UDM_FUNCSIG,
+                               "cannot set attribute \"" + m_fields.name + "\" of " + entityText + ": " + fault,
+                               ExcSubWrongType);
     }
   }
   const vqString text = converted.ToString();

@@ -189,8 +189,20 @@ std::vector<vqString> Version4(const SqlDialect& d) {
   };
 }
 
+// Version 5: PostgreSQL's B-tree index rows hold at most a third of a page,
+// so an attribute text of more than about 2.7 kB could not be stored. Its
+// text index becomes a hash index, which keeps only a hash of each value and
+// still serves equality; SQLite indexes texts of any length.
+std::vector<vqString> Version5(const SqlDialect& d) {
+  if (d.name != SqlDialect::Postgres().name) return {};
+  return {
+      "DROP INDEX udm_attribute_text",
+      "CREATE INDEX udm_attribute_text ON udm_attribute USING hash (text_value)",
+  };
+}
+
 const std::vector<Migration>& Migrations() {
-  static const std::vector<Migration> all = {Version1, Version2, Version3, Version4};
+  static const std::vector<Migration> all = {Version1, Version2, Version3, Version4, Version5};
   return all;
 }
 
