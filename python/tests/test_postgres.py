@@ -18,7 +18,10 @@ pytestmark = pytest.mark.skipif(
 
 
 def admin(statement):
-    subprocess.run(["psql", "-q", "-v", "ON_ERROR_STOP=1", "-d", SERVER, "-c", statement], check=True)
+    # psql is not built with the sanitizers the asan build preloads.
+    env = {key: value for key, value in os.environ.items() if key != "LD_PRELOAD"}
+    subprocess.run(["psql", "-q", "-v", "ON_ERROR_STOP=1", "-d", SERVER, "-c", statement], check=True, env=env,
+                   timeout=60)
 
 
 @pytest.fixture

@@ -98,7 +98,14 @@ UDMGenericDocument UDMItem::StageDocument(const char* signature, const vqString&
     ThrowFileException(signature, "cannot add \"" + path + "\" to " + ToString("") + ": there is no such file",
                        ExcSubIo);
   }
-  const vault::StagedContent content = SessionOf(*this, signature)->Vault().Stage(path);
+  vault::StagedContent content;
+  try {
+    content = SessionOf(*this, signature)->Vault().Stage(path);
+  } catch (const UDMException& e) {
+    // The vault names its own file; the user knows the one being added.
+    ThrowFileException(signature, "cannot add \"" + path + "\" to " + ToString("") + ": " + e.what(),
+                       e.GetExceptionSubCategory());
+  }
   UDMGenericDocument d;
   d.m_name = name;
   d.m_contentKey = content.key;
