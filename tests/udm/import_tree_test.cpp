@@ -174,3 +174,16 @@ TEST_F(ImportTreeTest, InterruptedImportLeavesNothingBehind) {
 }
 
 }  // namespace
+
+TEST_F(ImportTreeTest, SymbolicLinksLeavingTheTreeBringNothingIn) {
+  SmallTree();
+  const fs::path outside = m_dir.path() / "outside";
+  fs::create_directories(outside / "secrets");
+  std::ofstream(outside / "secrets" / "key.txt") << "secret";
+  fs::create_directory_symlink(outside / "secrets", m_tree / "a" / "linked");
+  fs::create_symlink(outside / "secrets" / "key.txt", m_tree / "a" / "key.txt");
+  const UdmResult imported = Import();
+  ASSERT_EQ(imported.status, 0) << imported.err;
+  EXPECT_EQ(Files("a"), (std::map<std::string, std::int64_t>{{"one.bin", 1000}, {"two.bin", 3}}));
+  EXPECT_NE(Udm({"show", "linked"}).status, 0) << "no item for the linked folder";
+}
