@@ -67,6 +67,14 @@ endfunction()
 
 # vq_add_test(<name> SOURCES ... DEPS ...)
 # One GoogleTest executable, registered with CTest as one test.
+# Seconds before a test counts as hung; the sanitizers make the suites that
+# run many processes several times slower.
+if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=[^ ]*address")
+  set(VQKUDM_TEST_TIMEOUT 1500)
+else()
+  set(VQKUDM_TEST_TIMEOUT 600)
+endif()
+
 function(vq_add_test name)
   cmake_parse_arguments(A "" "" "SOURCES;DEPS" ${ARGN})
   add_executable(${name} ${A_SOURCES})
@@ -80,5 +88,5 @@ function(vq_add_test name)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
   add_test(NAME ${name} COMMAND ${name})
   # A hung test must fail the run, not stall it.
-  set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${VQKUDM_TEST_TIMEOUT})
 endfunction()
