@@ -20,11 +20,14 @@ namespace fs = std::filesystem;
 namespace {
 
 struct ArchiveEntry {
+  ArchiveEntry(std::string name_, std::string data_, mode_t type_ = AE_IFREG, std::string link_ = "",
+               std::int64_t declared_ = -1)
+      : name(std::move(name_)), data(std::move(data_)), type(type_), link(std::move(link_)), declared(declared_) {}
   std::string name;
   std::string data;
-  mode_t type = AE_IFREG;
-  std::string link;            // for a symbolic or hard link
-  std::int64_t declared = -1;  // the size the header claims (zeros follow the data); -1: the data's
+  mode_t type;
+  std::string link;       // for a symbolic or hard link
+  std::int64_t declared;  // the size the header claims (zeros follow the data); -1: the data's
 };
 
 void WriteArchive(const fs::path& path, const std::vector<ArchiveEntry>& entries, bool gzip) {
