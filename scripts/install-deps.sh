@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs every Debian package the build, the tests, the benchmarks and the
-# tour (the KiCad demo projects) need.
+# Installs every Debian package the build, the tests, the benchmarks, the
+# fuzz targets (clang, libFuzzer, llvm-symbolizer) and the tour (the KiCad
+# demo projects) need.
 # Safe to run again: apt-get skips what is already there.
 set -euo pipefail
 export DEBIAN_FRONTEND=noninteractive
@@ -18,6 +19,7 @@ packages=(
   python3-pytest
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   kicad-demos
+  clang libclang-rt-14-dev llvm
 )
 
 missing=()

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Installs what is needed, builds and runs the whole test suite with CTest.
-# Usage: scripts/test.sh [preset...]   (default: "default asan")
+# Usage: scripts/test.sh [preset...]   (default: "default asan fuzz")
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 
 presets=("$@")
-[ "${#presets[@]}" -gt 0 ] || presets=(default asan)
+[ "${#presets[@]}" -gt 0 ] || presets=(default asan fuzz)
 jobs=$(nproc)
 
 # The PostgreSQL instances of the suite run on a throwaway local server.

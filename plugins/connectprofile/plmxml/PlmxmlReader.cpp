@@ -384,7 +384,13 @@ class Builder {
 
 Document ParseDocument(const std::string& xml, const std::string& documentPath) {
   pugi::xml_document document;
-  const pugi::xml_parse_result parsed = document.load_buffer(xml.data(), xml.size());
+  // The writer's options: pugixml reads a malformed XML declaration
+  // differently when it keeps it, and the writer must find the elements the
+  // reader found.
+  const pugi::xml_parse_result parsed =
+      document.load_buffer(xml.data(), xml.size(),
+                           pugi::parse_default | pugi::parse_declaration | pugi::parse_comments |
+                               pugi::parse_pi | pugi::parse_doctype);
   if (!parsed) {
     throw ReadError(documentPath + ": malformed XML on line " +
                     std::to_string(LineAt(xml, static_cast<std::size_t>(parsed.offset))) +

@@ -1,6 +1,8 @@
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <map>
+#include <stdexcept>
 
 #include <vqkudmrt/UDMConfiguration.h>
 #include <vqkudmrt/UDMException.h>
@@ -21,8 +23,24 @@ namespace {
   ThrowInvalidArgException(signature, "the package \"" + directory + "\" " + why, ExcSubSyntax);
 }
 
+// json's own conversion of a fraction, or of a number outside the type's
+// range, to an integer type is undefined behaviour: whole numbers are checked.
+struct NotWhole : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+template <class T>
+T Whole(const json& value) {
+  const bool fits = value.is_number_unsigned()
+                        ? value.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<T>::max())
+                        : value.is_number_integer() && value.get<std::int64_t>() >= std::numeric_limits<T>::min() &&
+                              value.get<std::int64_t>() <= std::numeric_limits<T>::max();
+  if (!fits) throw NotWhole("expected a whole number, not " + value.dump());
+  return static_cast<T>(value.get<std::int64_t>());
+}
+
 vqVariant Text(const json& value) { return value.is_null() ? vqVariant() : vqVariant(value.get<std::string>()); }
-vqVariant Int(const json& value) { return value.is_null() ? vqVariant() : vqVariant(value.get<std::int64_t>()); }
+vqVariant Int(const json& value) { return value.is_null() ? vqVariant() : vqVariant(Whole<std::int64_t>(value)); }
 
 std::set<vqString> Existing(store::EntityStore& store, const char* sql, const std::vector<vqString>& keys) {
   const vqStlVector<vqString> found = store.SelectIn(sql, keys, "").GetColumnTexts(0);
@@ -54,7 +72,7 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
   vqString contentsFolder;
   try {
     if (manifest.value("format", "") != kPackageFormat) Refuse(UDM_FUNCSIG, directory, "is not an exchange package");
-    const int version = manifest.at("version").get<int>();
+    const int version = Whole<int>(manifest.at("version"));
     if (version > kPackageVersion) {
       ThrowInvalidArgException(UDM_FUNCSIG,
                                "the package \"" + directory + "\" has format version " + vqString::FromInt(version) +
@@ -74,7 +92,7 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
       if (!UDMUID(dmid + "0").IsValid()) Refuse(UDM_FUNCSIG, directory, "holds the malformed identifier \"" + dmid + "\"");
       inPackage.insert(dmid);
       ids.push_back(dmid);
-      for (const json& r : e.at("revisions")) uids.push_back(dmid + vqString::FromInt(r.at("revision").get<int>()));
+      for (const json& r : e.at("revisions")) uids.push_back(dmid + vqString::FromInt(Whole<int>(r.at("revision"))));
     }
     const std::set<vqString> knownEntities = Existing(store, "SELECT dmid FROM udm_entity WHERE dmid IN", ids);
     const std::set<vqString> knownRevisions =
@@ -104,7 +122,7 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
       }
       int firstNew = -1;  // the lowest revision the repository lacks
       for (const json& r : e.at("revisions")) {
-        const int revision = r.at("revision").get<int>();
+        const int revision = Whole<int>(r.at("revision"));
         const vqString uid = dmid + vqString::FromInt(revision);
         if (knownRevisions.count(uid)) continue;
         changed = true;
@@ -156,8 +174,8 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
       }
       // A row that ends before `from` is history the repository has already.
       auto clipped = [&](const json& row, std::int64_t& start) {
-        start = std::max<std::int64_t>(row.at("from").get<std::int64_t>(), from);
-        return !row.at("to").is_null() && row.at("to").get<std::int64_t>() <= start;
+        start = std::max<std::int64_t>(Whole<std::int64_t>(row.at("from")), from);
+        return !row.at("to").is_null() && Whole<std::int64_t>(row.at("to")) <= start;
       };
       std::int64_t start = 0;
       for (const json& l : e.at("links")) {
@@ -192,6 +210,8 @@ ImportOutcome ReadPackage(UDMSession& session, const vqString& directory, bool c
       (changed ? outcome.added : outcome.unchanged).push_back(dmid);
     }
   } catch (const json::exception& e) {
+    Refuse(UDM_FUNCSIG, directory, vqString("has a malformed manifest: ") + e.what());
+  } catch (const NotWhole& e) {
     Refuse(UDM_FUNCSIG, directory, vqString("has a malformed manifest: ") + e.what());
   }
   if (checkOnly) return outcome;

@@ -163,8 +163,10 @@ UDMSession::PendingLinks UDMSession::StorePending(const std::map<vqString, std::
     }
     // The item's latest revision names the category from now on.
     std::vector<store::TargetRecord> current = m_store->GetClassificationsAt(item, revision);
-    const bool there = std::any_of(current.begin(), current.end(),
-                                   [&](const store::TargetRecord& t) { return t.targetDmid == category; });
+    // An init-capture: C++17 lambdas cannot capture a structured binding, and clang refuses to.
+    const bool there = std::any_of(
+        current.begin(), current.end(),
+        [&category = category](const store::TargetRecord& t) { return t.targetDmid == category; });
     if (!there) m_store->InsertClassifications(item, {{vqString(), category}}, revision);
   }
   return left;
