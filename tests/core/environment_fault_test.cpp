@@ -24,7 +24,6 @@ namespace {
 
 class EnvironmentFaultTest : public RepositoryTest {
  protected:
-  UDMSession& Session() { return dynamic_cast<UDMSession&>(*m_session); }
   UDMItemPtr StoredPart(const std::string& name) {
     UDMItemPtr part = m_session->CreateEntity(kClassPart, name, UDMUID());
     part->Persist("", GDM_RECURSE_NONE, -1, false, true);

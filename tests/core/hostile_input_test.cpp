@@ -53,7 +53,6 @@ void WriteArchive(const fs::path& path, const std::vector<ArchiveEntry>& entries
 
 class HostileInputTest : public RepositoryTest {
  protected:
-  UDMSession& Session() { return dynamic_cast<UDMSession&>(*m_session); }
   std::pair<int, std::string> Import(const fs::path& package) {
     return FailureOf([&] {
       vqStlVector<UDMItemPtr> imported, unchanged;

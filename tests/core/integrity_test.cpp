@@ -13,7 +13,6 @@ namespace {
 
 class IntegrityTest : public RepositoryTest {
  protected:
-  UDMSession& Session() { return dynamic_cast<UDMSession&>(*m_session); }
 
   // A project using two parts, each with a file; both parts also keep
   // `shared.txt`, whose content is kept once.

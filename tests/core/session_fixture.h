@@ -103,6 +103,8 @@ class RepositoryTest : public ::testing::TestWithParam<std::string> {
     return session;
   }
 
+  // The engine's session behind the fixture's, for what only it offers.
+  vqkudm::UDMSession& Session() { return dynamic_cast<vqkudm::UDMSession&>(*m_session); }
   // Where the local repository keeps the content of that key.
   std::filesystem::path ObjectPath(const vqString& key) const {
     return m_dir / "repo" / "vault" / "objects" / key.substr(0, 2) / key.str();
