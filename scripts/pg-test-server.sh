@@ -4,6 +4,8 @@
 #
 #   scripts/pg-test-server.sh start   prints "export VQKUDM_TEST_PG=..." (eval it)
 #   scripts/pg-test-server.sh stop    stops the cluster and removes its files
+#   scripts/pg-test-server.sh down    stops the server, keeping its files (fault tests)
+#   scripts/pg-test-server.sh up      starts it again, on the same port
 #
 # VQKUDM_TEST_PG is a libpq connection string for a role that may create
 # databases; each test creates and drops its own database with it.
@@ -69,8 +71,23 @@ stop() {
   rm -rf "$data" "$data.pw" "$data.log" "$state_file"
 }
 
+# Stops or starts the server of the running cluster, which keeps its data.
+control() {
+  [ -f "$state_file" ] || { echo "pg-test-server: no cluster (run start first)" >&2; exit 1; }
+  local data bin
+  # shellcheck disable=SC1090
+  source "$state_file"
+  if [ "$1" = stop ]; then
+    as_owner "$bin/pg_ctl" -D "$data/db" -m fast -w stop >>"$data.log" 2>&1
+  else
+    as_owner "$bin/pg_ctl" -D "$data/db" -l "$data/db/server.log" -w -t 60 start >>"$data.log" 2>&1
+  fi || { cat "$data.log" >&2; exit 1; }
+}
+
 case "${1:-}" in
   start) start ;;
   stop) stop ;;
-  *) echo "usage: $0 start|stop" >&2; exit 2 ;;
+  down) control stop ;;
+  up) control start ;;
+  *) echo "usage: $0 start|stop|down|up" >&2; exit 2 ;;
 esac

@@ -1,7 +1,7 @@
 // Faults of the machine, not of the input: a disk that fills during a file
-// check-in, a database another process keeps locked. Each gives a clear
-// error, loses nothing stored, and the same session works once the cause is
-// gone.
+// check-in, a repository that turns read-only, a database another process
+// keeps locked. Each gives a clear error, loses nothing stored, and the same
+// session works once the cause is gone.
 
 #include "session_fixture.h"
 
@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <functional>
 #include <iostream>
 
 #include <vqnames/UDMNames.h>
@@ -91,6 +92,97 @@ TEST_P(EnvironmentFaultTest, AFullDiskFailsTheCheckInCleanlyAndTheSessionRecover
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
   EXPECT_EQ(FilesOf("scanned"), 1u);
+  EXPECT_TRUE(Find("kept"));
+  EXPECT_TRUE(Session().VerifyRepository(false).IsSound());
+}
+
+namespace {
+
+// Runs `work` in a child process as a user whom file modes bind (root is not
+// bound by them), owning the test's directory; the child's exit code is the
+// work's. 0 means it went as expected.
+int AsUnprivilegedOwner(const fs::path& dir, const std::function<int()>& work) {
+  const pid_t child = ::fork();
+  if (child < 0) return -1;
+  if (child == 0) {
+    if (::geteuid() == 0) {
+      constexpr uid_t kNobody = 65534;
+      for (const auto& entry : fs::recursive_directory_iterator(dir)) {
+        if (::lchown(entry.path().c_str(), kNobody, kNobody) != 0) ::_exit(100);
+      }
+      if (::chown(dir.c_str(), kNobody, kNobody) != 0 || ::setegid(kNobody) != 0 || ::seteuid(kNobody) != 0) {
+        ::_exit(101);
+      }
+    }
+    int outcome = 102;
+    try {
+      outcome = work();
+    } catch (const std::exception& e) {
+      std::cerr << e.what() << "\n";
+    }
+    ::_exit(outcome);
+  }
+  int status = 0;
+  if (::waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+void SetWritable(const fs::path& dir, bool writable) {
+  const fs::perm_options how = writable ? fs::perm_options::add : fs::perm_options::remove;
+  for (const auto& entry : fs::recursive_directory_iterator(dir)) {
+    fs::permissions(entry.path(), fs::perms::owner_write, how);
+  }
+  fs::permissions(dir, fs::perms::owner_write, how);
+}
+
+}  // namespace
+
+// A repository whose files the user may no longer write (a permission change,
+// a copy on read-only media): a session cannot open it, and an open session
+// cannot take a file in, with nothing half-stored; once writable again the
+// same session checks the file in.
+TEST_P(EnvironmentFaultTest, AReadOnlyRepositoryRefusesClearlyAndTheSessionRecovers) {
+  if (IsPostgres()) GTEST_SKIP() << "the server owns the repository's files";
+  StoredPart("kept");
+  const fs::path drawing = m_dir / "drawing.pdf";
+  std::ofstream(drawing, std::ios::binary) << std::string(1 << 16, 'd');
+  const fs::path repository = m_dir / "repo";
+  const int outcome = AsUnprivilegedOwner(m_dir, [&] {
+    // 1: another session opened it; 2: an unclear error; 3: stored while
+    // read-only; 4: not stored once writable again.
+    boost::shared_ptr<IUDMSession> session = OpenSession("carol");
+    UDMItemPtr part = session->CreateEntity(kClassPart, "drawn", UDMUID());
+    part->Persist("", GDM_RECURSE_NONE, -1, false, true);
+    part->CheckOut("");
+    SetWritable(repository, false);
+    const auto [openSub, openMessage] = FailureOf([&] { OpenSession("dave"); });
+    if (openSub == 0) return 1;
+    if (openMessage.find("read-only") == std::string::npos) {
+      std::cerr << "not a clear error: " << openMessage << "\n";
+      return 2;
+    }
+    const auto [sub, message] = FailureOf([&] {
+      part->AddFile(drawing.string(), true, false, "");
+      part->Persist("", GDM_RECURSE_NONE, -1, false, true);
+    });
+    if (sub == 0) return 3;
+    if (message.find("Permission denied") == std::string::npos) {
+      std::cerr << "not a clear error: " << message << "\n";
+      return 2;
+    }
+    SetWritable(repository, true);
+    try {
+      part->AddFile(drawing.string(), true, false, "");
+      part->Persist("", GDM_RECURSE_NONE, -1, false, true);
+    } catch (const UDMException& e) {
+      std::cerr << e.what() << "\n";
+      return 4;
+    }
+    return 0;
+  });
+  SetWritable(repository, true);
+  EXPECT_EQ(outcome, 0);
+  EXPECT_EQ(FilesOf("drawn"), 1u);
   EXPECT_TRUE(Find("kept"));
   EXPECT_TRUE(Session().VerifyRepository(false).IsSound());
 }

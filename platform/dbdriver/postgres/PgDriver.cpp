@@ -135,6 +135,9 @@ DbStatus PgDriver::ExecSqlQuery(const vqString& sql, ResultSet& out) { return Ex
 DbStatus PgDriver::BeginTransaction() {
   if (m_inTransaction) return DbStatus::Failure(DbMisuse, "begin: a transaction is already open");
   DbStatus status = Exec("BEGIN", nullptr);
+  // A connection the server closed while it was idle (a restart) shows only
+  // now; nothing was in flight, so connect again and begin once more.
+  if (!status && PQstatus(m_connection) == CONNECTION_BAD) status = Exec("BEGIN", nullptr);
   m_inTransaction = status.IsOk();
   return status;
 }

@@ -19,13 +19,16 @@ DbErrorKind KindOfSqlState(const vqString& state) {
   return DbFailed;
 }
 
-// libpq's messages end in a newline and may carry a "DETAIL" line: keep them
-// on one line so that a message reads well inside a longer one.
+// libpq's messages end in a newline and may carry a "DETAIL" line and tabs:
+// keep them on one line so that a message reads well inside a longer one.
 vqString OneLine(const char* message) {
-  vqString text = message ? message : "";
-  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
-  for (char& c : text)
-    if (c == '\n') c = ' ';
+  vqString text;
+  for (const char* c = message ? message : ""; *c; ++c) {
+    const bool space = std::isspace(static_cast<unsigned char>(*c));
+    if (!space) text += *c;
+    else if (!text.empty() && text.back() != ' ') text += ' ';
+  }
+  if (!text.empty() && text.back() == ' ') text.pop_back();
   return text;
 }
 

@@ -26,6 +26,14 @@ DbStatus SqliteDriver::Open(const vqString& connection) {
     sqlite3_close_v2(db);
     return status;
   }
+  // SQLite falls back to reading a file it may not write, and then only
+  // when another connection keeps its WAL open; a repository must be
+  // written to, so refuse either way, at once and alike.
+  const vqString readOnly = "open \"" + connection + "\": read-only: the database and its directory must be writable";
+  if (sqlite3_db_readonly(db, "main") == 1) {
+    sqlite3_close_v2(db);
+    return DbStatus::Failure(DbConnection, readOnly, vqString(), SQLITE_READONLY);
+  }
   m_db = db;
   sqlite3_extended_result_codes(m_db, 1);
   sqlite3_busy_timeout(m_db, kBusyTimeoutMs);
@@ -36,6 +44,9 @@ DbStatus SqliteDriver::Open(const vqString& connection) {
     DbStatus status = Exec(pragma);
     if (!status) {
       Close();
+      if ((status.GetNativeCode() & 0xFF) == SQLITE_READONLY) {
+        return DbStatus::Failure(DbConnection, readOnly + " (" + status.GetText() + ")", vqString(), SQLITE_READONLY);
+      }
       return DbStatus::Failure(status.GetKind(), "open \"" + connection + "\": " + status.GetText());
     }
   }
