@@ -368,6 +368,8 @@ void UDMItem::UndoCheckOut(int revision, GDMRecurseOption recursion) {
       store::LockRecord lock;
       if (db.GetLock(item->m_uid.GetDmUid(), lock) && lock.sessionId == session->GetSessionId()) {
         db.ReleaseLock(item->m_uid.GetDmUid());
+        // Readers of the log would otherwise see a check-out that never ends.
+        session->LogChange(SIGNAL_CHECKOUT_UNDONE, item->m_uid);
       }
     }
     db.DeleteDrafts(uids);
