@@ -241,6 +241,10 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   std::unordered_map<vqString, boost::weak_ptr<UDMItem>> m_identityMap;
   // New entities by data-model id, so links to them resolve without a query.
   std::unordered_map<vqString, boost::weak_ptr<UDMItem>> m_newByDmid;
+  // Both maps keep an entry after its entity is gone: swept whenever they
+  // have doubled, so a long session's memory follows what it holds.
+  std::size_t m_sweepAt = 0;
+  void SweepExpired();
   // Entities with unsaved changes, held until persisted or undone.
   std::unordered_map<vqString, boost::shared_ptr<UDMItem>> m_retained;
   // The most recently used unmodified entities, held so that lookups in a

@@ -25,6 +25,10 @@ class VQKUDMRT_API UDMUID {
   UDMUID(const std::string& text);
   UDMUID(const UDMUID& other);
   UDMUID& operator=(const UDMUID& other);
+  // Without these every move of a record holding an identifier, and every
+  // growth of a vector of them, would copy both texts.
+  UDMUID(UDMUID&& other) noexcept;
+  UDMUID& operator=(UDMUID&& other) noexcept;
   ~UDMUID();
 
   bool IsValid() const { return m_valid; }

@@ -62,6 +62,8 @@ UDMUID::UDMUID(const vqString& text) : m_valid(false) { Assign(text); }
 UDMUID::UDMUID(const std::string& text) : m_valid(false) { Assign(vqString(text)); }
 UDMUID::UDMUID(const UDMUID& other) = default;
 UDMUID& UDMUID::operator=(const UDMUID& other) = default;
+UDMUID::UDMUID(UDMUID&& other) noexcept = default;
+UDMUID& UDMUID::operator=(UDMUID&& other) noexcept = default;
 UDMUID::~UDMUID() = default;
 
 vqString UDMUID::Validate(const vqString& text) {

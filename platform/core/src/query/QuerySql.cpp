@@ -5,6 +5,8 @@
 #include <vqkudmrt/UDMContentDefinition.h>
 #include <vqkudmrt/UDMQuerySettings.h>
 
+#include "../store/RecordColumns.h"
+
 namespace vqkudm::query {
 
 namespace {
@@ -215,7 +217,8 @@ bool NeedsMemory(const Node& node) {
 
 SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& options,
                            const UDMQuerySettings* settings, const UDMConfiguration& schema,
-                           const store::SqlDialect& dialect, bool countOnly) {
+                           const store::SqlDialect& dialect, Shape shape) {
+  const bool countOnly = shape == Shape::Count;
   Compiler compiler(options, schema, dialect);
   SqlStatement out;
   vqStlVector<vqVariant> joinParams, whereParams, orderParams;
@@ -268,9 +271,19 @@ SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& 
   }
   if (node) where += " AND " + compiler.Condition(*node, whereParams, true);
 
-  out.sql = vqString(countOnly ? "SELECT count(*)" : "SELECT r.uid, e.cdef, r.name, e.deleted") +
+  // The conditions' subqueries name their attribute rows "a" too: theirs
+  // shadow the records' own within them.
+  static const char* const columns[] = {"SELECT r.uid, e.cdef, r.name, e.deleted", "SELECT count(*)",
+                                        "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS};
+  if (shape == Shape::Records) joins = " LEFT JOIN udm_attribute a ON a.uid = r.uid" + joins;
+  out.sql = vqString(columns[static_cast<int>(shape)]) +
             " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0" + joins + where;
-  if (!countOnly) out.sql += " ORDER BY " + order + "r.dmid, r.revision";
+  if (shape == Shape::Records) {
+    // Sorted on the revision alone, a record's attribute rows stay together.
+    out.sql += " ORDER BY " + order + dialect.sortOnly + "r.dmid, " + dialect.sortOnly + "r.revision";
+  } else if (!countOnly) {
+    out.sql += " ORDER BY " + order + "r.dmid, r.revision";
+  }
   for (auto* part : {&joinParams, &whereParams, &orderParams}) {
     out.params.insert(out.params.end(), part->begin(), part->end());
   }

@@ -29,12 +29,17 @@ struct SqlStatement {
 // Whether the tree has a part only memory can decide.
 bool NeedsMemory(const Node& node);
 
-// "SELECT r.uid, e.cdef, r.name, e.deleted ..." for the rows `node` selects
-// (null: all) in `scope`, ordered by `settings` (may be null) and then by
-// identifier; with `countOnly` "SELECT count(*) ..." instead. A tree that
-// NeedsMemory must not be given.
+enum class Shape {
+  Rows,     // "SELECT r.uid, e.cdef, r.name, e.deleted ..."
+  Count,    // "SELECT count(*) ..."
+  Records,  // every column of the revisions with one attribute per row, for EntityStore::SelectRecords
+};
+
+// The statement of `shape` for the revisions `node` selects (null: all) in
+// `scope`, ordered by `settings` (may be null) and then by identifier. A tree
+// that NeedsMemory must not be given.
 SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& options,
                            const UDMQuerySettings* settings, const UDMConfiguration& schema,
-                           const store::SqlDialect& dialect, bool countOnly);
+                           const store::SqlDialect& dialect, Shape shape);
 
 }  // namespace vqkudm::query

@@ -191,8 +191,21 @@ boost::shared_ptr<UDMItem> UDMSession::Instantiate(const boost::shared_ptr<UDMCo
   boost::shared_ptr<UDMItem> item(cdef->GetUDMClassName() == kClassClassification
                                       ? new UDMClassification(shared_from_this(), cdef, uid)
                                       : new UDMItem(shared_from_this(), cdef, uid));
+  SweepExpired();
   m_identityMap[uid.ToString()] = item;
   return item;
+}
+
+void UDMSession::SweepExpired() {
+  if (m_identityMap.size() + m_newByDmid.size() < std::max(m_sweepAt, 2 * kCacheCapacity)) return;
+  for (auto it = m_identityMap.begin(); it != m_identityMap.end();) {
+    it = it->second.expired() ? m_identityMap.erase(it) : std::next(it);
+  }
+  for (auto it = m_newByDmid.begin(); it != m_newByDmid.end();) {
+    const boost::shared_ptr<UDMItem> item = it->second.lock();
+    it = item && item->IsNew() ? std::next(it) : m_newByDmid.erase(it);
+  }
+  m_sweepAt = 2 * (m_identityMap.size() + m_newByDmid.size());
 }
 
 boost::shared_ptr<UDMItem> UDMSession::Materialise(const UDMUID& uid) {

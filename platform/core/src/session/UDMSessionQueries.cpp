@@ -63,7 +63,7 @@ vqStlVector<UDMQueryResultEntity> UDMSession::RunQuery(const QueryRun& run, std:
   const query::Node* condition = inMemory ? nullptr : run.node.get();
   if (!inMemory) {
     query::SqlStatement select =
-        query::CompileSelect(condition, run.scope, run.options, run.settings, *m_schema, dialect, false);
+        query::CompileSelect(condition, run.scope, run.options, run.settings, *m_schema, dialect, query::Shape::Rows);
     if (page.second > 0 || page.first > 0) {
       select.sql += " LIMIT ? OFFSET ?";
       select.params.emplace_back(static_cast<std::int64_t>(page.second > 0 ? page.second : INT64_MAX));
@@ -75,7 +75,7 @@ vqStlVector<UDMQueryResultEntity> UDMSession::RunQuery(const QueryRun& run, std:
   }
   // Candidates from the database, decided one by one in memory.
   const query::SqlStatement select =
-      query::CompileSelect(nullptr, run.scope, run.options, run.settings, *m_schema, dialect, false);
+      query::CompileSelect(nullptr, run.scope, run.options, run.settings, *m_schema, dialect, query::Shape::Rows);
   vqStlVector<UDMQueryResultEntity> kept;
   for (const UDMQueryResultEntity& row : ToRows(m_store->Select(select.sql, select.params))) {
     boost::shared_ptr<UDMItem> item = FindItemById(row.GetUID(), true, vqString());
@@ -96,7 +96,7 @@ std::uint64_t UDMSession::CountMatches(const QueryRun& run) {
   }
   const store::SqlDialect& dialect = *store::SqlDialect::ForDriver(m_store->Db().GetDriverName());
   const query::SqlStatement count =
-      query::CompileSelect(run.node.get(), run.scope, run.options, nullptr, *m_schema, dialect, true);
+      query::CompileSelect(run.node.get(), run.scope, run.options, nullptr, *m_schema, dialect, query::Shape::Count);
   std::int64_t total = 0;
   m_store->Select(count.sql, count.params).GetValue(0, 0).ToInt64(total);
   return static_cast<std::uint64_t>(total);
@@ -118,6 +118,17 @@ void UDMSession::ExecuteQuery(const boost::shared_ptr<UDMQuery>& query, int mode
   QueryRun run;
   run.node = query->GetNode();
   run.scope = {ModeCheck(mode, UDM_FUNCSIG) == 2, includeDeleted, query->GetSearchInExcluded()};
+  if (!run.node || !query::NeedsMemory(*run.node)) {
+    // The matches with their attributes in one statement: a query's items
+    // are mostly not in the session yet, and the session keeps those that are.
+    const store::SqlDialect& dialect = *store::SqlDialect::ForDriver(m_store->Db().GetDriverName());
+    const query::SqlStatement select = query::CompileSelect(run.node.get(), run.scope, run.options, nullptr,
+                                                            *m_schema, dialect, query::Shape::Records);
+    for (const store::RevisionRecord& record : m_store->SelectRecords(select.sql, select.params)) {
+      out.push_back(Adopt(record));
+    }
+    return;
+  }
   const vqStlVector<UDMQueryResultEntity> rows = RunQuery(run, nullptr, {0, 0});
   // Entities not in the session come in one go, not one query each.
   std::vector<vqString> missing;

@@ -113,6 +113,11 @@ vqVariant DecodeAttribute(std::int64_t type, const vqVariant& text, const vqVari
   }
 }
 
+vqVariant DecodeAttribute(std::int64_t type, vqVariant&& text, const vqVariant& number) {
+  if (type != vqVariant::String || !text.GetString()) return DecodeAttribute(type, text, number);
+  return std::move(text);
+}
+
 namespace {
 const char* const kChangeChannel = "udm_change";
 
@@ -250,6 +255,7 @@ vqlm::ResultSet EntityStore::SelectIn(const vqString& before, const std::vector<
       params.emplace_back(keys[i]);
     }
     vqlm::ResultSet rows = Select(sql + ")" + after, params);
+    if (keys.size() <= kBatch) return rows;
     if (at == 0) {
       vqStlVector<vqString> columns;
       for (std::size_t c = 0; c < rows.GetColumnCount(); ++c) columns.push_back(rows.GetColumnName(c));
@@ -287,21 +293,30 @@ bool EntityStore::EntityExists(const vqString& dmid) {
   return !Query("SELECT 1 FROM udm_entity WHERE dmid = ?", {dmid}).IsEmpty();
 }
 
-std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(const vqlm::ResultSet& rows) {
+std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(vqlm::ResultSet rows) {
   // Columns 0-2: group, level (or position) and uses; then UDM_RECORD_COLUMNS.
   // The rows of one record are consecutive and share columns 0, 1 and the uid.
+  // Texts are moved out of the rows: each is read once.
+  auto sameRecord = [&](std::size_t i) {
+    return rows.GetValue(i, 10) == rows.GetValue(i - 1, 10) && rows.GetValue(i, 1) == rows.GetValue(i - 1, 1) &&
+           rows.GetValue(i, 0) == rows.GetValue(i - 1, 0);
+  };
+  std::size_t count = rows.IsEmpty() ? 0 : 1;
+  std::vector<bool> starts(rows.GetRowCount(), true);
+  for (std::size_t i = 1; i < rows.GetRowCount(); ++i) {
+    starts[i] = !sameRecord(i);
+    count += starts[i] ? 1 : 0;
+  }
   std::vector<LinkedRecord> records;
+  records.reserve(count);
   for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
-    auto text = [&](std::size_t column) { return rows.GetValue(i, column).ToString(); };
+    auto text = [&](std::size_t column) { return rows.At(i, column).TakeString(); };
     auto number = [&](std::size_t column) { return static_cast<int>(ToInt64(rows.GetValue(i, column))); };
-    const bool sameRecord = i > 0 && rows.GetValue(i, 10) == rows.GetValue(i - 1, 10) &&
-                            rows.GetValue(i, 1) == rows.GetValue(i - 1, 1) &&
-                            rows.GetValue(i, 0) == rows.GetValue(i - 1, 0);
-    if (!sameRecord) {
+    if (starts[i]) {
       LinkedRecord linked;
-      linked.group = text(0);
       linked.level = number(1);
       linked.uses = number(2);
+      linked.group = text(0);
       RevisionRecord& r = linked.record;
       r.uid = UDMUID(text(10));
       r.cdef = text(4);
@@ -319,35 +334,40 @@ std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(const vqlm::ResultSet& 
     }
     if (!rows.GetValue(i, 15).IsEmpty()) {
       records.back().record.attributes.emplace_back(
-          text(15), DecodeAttribute(ToInt64(rows.GetValue(i, 16)), rows.GetValue(i, 17), rows.GetValue(i, 18)));
+          text(15), DecodeAttribute(ToInt64(rows.GetValue(i, 16)), std::move(rows.At(i, 17)), rows.GetValue(i, 18)));
     }
   }
   return records;
 }
 
-std::vector<RevisionRecord> EntityStore::LoadRevisions(const std::vector<vqString>& uids) {
+namespace {
+std::vector<RevisionRecord> RecordsOf(std::vector<LinkedRecord> linked) {
   std::vector<RevisionRecord> out;
-  for (LinkedRecord& linked : ReadLinkedRecords(SelectIn(
+  out.reserve(linked.size());
+  for (LinkedRecord& one : linked) out.push_back(std::move(one.record));
+  return out;
+}
+}  // namespace
+
+std::vector<RevisionRecord> EntityStore::SelectRecords(const vqString& sql, const vqStlVector<vqVariant>& params) {
+  return RecordsOf(ReadLinkedRecords(Select(sql, params)));
+}
+
+std::vector<RevisionRecord> EntityStore::LoadRevisions(const std::vector<vqString>& uids) {
+  return RecordsOf(ReadLinkedRecords(SelectIn(
            "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
            " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
            " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.state = 0 AND r.uid IN",
-           uids, " ORDER BY r.uid, a.name"))) {
-    out.push_back(std::move(linked.record));
-  }
-  return out;
+           uids, " ORDER BY r.uid, a.name")));
 }
 
 std::vector<RevisionRecord> EntityStore::GetRevisionRecords(const vqString& dmid) {
-  std::vector<RevisionRecord> out;
-  for (LinkedRecord& linked : ReadLinkedRecords(Query(
+  return RecordsOf(ReadLinkedRecords(Query(
            "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
            " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0"
            " LEFT JOIN udm_attribute a ON a.uid = r.uid"
            " WHERE e.dmid = ? ORDER BY r.revision, a.name",
-           {dmid}))) {
-    out.push_back(std::move(linked.record));
-  }
-  return out;
+           {dmid})));
 }
 
 bool EntityStore::GetLatestRevision(const vqString& dmid, int& revision) {

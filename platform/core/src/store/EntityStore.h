@@ -184,6 +184,8 @@ class EntityStore {
   vqlm::ResultSet GetDeletedContents();
   // A statement built at run time (queries); values are bound, never spliced.
   vqlm::ResultSet Select(const vqString& sql, const vqStlVector<vqVariant>& params);
+  // The revision records a statement of UDM_RECORD_COLUMNS reads, in its order.
+  std::vector<RevisionRecord> SelectRecords(const vqString& sql, const vqStlVector<vqVariant>& params);
   // `before` + " (?, ?, ...)" + `after` over `keys`, in batches, rows appended
   // in batch order.
   vqlm::ResultSet SelectIn(const vqString& before, const std::vector<vqString>& keys, const vqString& after);
@@ -303,7 +305,7 @@ class EntityStore {
   std::int64_t Execute(const char* sql, const vqStlVector<vqVariant>& params);
   void ReplaceTargets(const char* table, const char* ownerColumn, const char* targetColumn, bool named,
                       const vqString& ownerDmid, const std::vector<TargetRecord>& targets, int revision);
-  std::vector<LinkedRecord> ReadLinkedRecords(const vqlm::ResultSet& rows);
+  std::vector<LinkedRecord> ReadLinkedRecords(vqlm::ResultSet rows);
   void BulkInsert(const char* table, const vqStlVector<vqString>& columns,
                   const std::vector<vqStlVector<vqVariant>>& rows);
 
@@ -316,5 +318,7 @@ class EntityStore {
 // Attribute values are stored with their type so they read back as written.
 void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text, vqVariant& number);
 vqVariant DecodeAttribute(std::int64_t type, const vqVariant& text, const vqVariant& number);
+// The same, moving a stored text into the value.
+vqVariant DecodeAttribute(std::int64_t type, vqVariant&& text, const vqVariant& number);
 
 }  // namespace vqkudm::store

@@ -6,7 +6,7 @@ const SqlDialect& SqlDialect::Sqlite() {
   // BEGIN IMMEDIATE already holds the write lock for the whole transaction.
   // lower() folds ASCII only; LIKE would fold case too, GLOB does not.
   static const SqlDialect dialect{"sqlite", "INTEGER", "REAL", "BLOB",
-                                  "INTEGER PRIMARY KEY AUTOINCREMENT", "", "", "", "", "lower(", ")", true};
+                                  "INTEGER PRIMARY KEY AUTOINCREMENT", "", "", "", "", "lower(", ")", true, "+"};
   return dialect;
 }
 
@@ -22,7 +22,7 @@ const SqlDialect& SqlDialect::Postgres() {
                                   " COLLATE \"C\"",
                                   "translate(",
                                   ", 'ABCDEFGHIJKLMNOPQRSTUVWXYZ', 'abcdefghijklmnopqrstuvwxyz')",
-                                  false};
+                                  false, ""};
   return dialect;
 }
 

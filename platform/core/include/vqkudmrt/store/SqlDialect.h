@@ -31,6 +31,10 @@ struct VQKUDMRT_API SqlDialect {
   vqString foldOpen, foldClose;
   // Wildcard matching of * and ?: GLOB (as is) or LIKE (translated to % and _).
   bool matchWithGlob = false;
+  // Before an ORDER BY term to have the rows sorted rather than read in the
+  // order of an index: without statistics SQLite would rather walk a whole
+  // index than sort a few rows a narrower index finds.
+  vqString sortOnly;
 
   static const SqlDialect& Sqlite();
   static const SqlDialect& Postgres();
