@@ -149,7 +149,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   boost::shared_ptr<UDMItem> FindLatest(const vqString& dmid);
   // The session's object for a stored revision read in bulk: the one it
   // already holds, else a new one made from the record.
-  boost::shared_ptr<UDMItem> Adopt(const store::RevisionRecord& record);
+  boost::shared_ptr<UDMItem> Adopt(store::RevisionRecord&& record);
   // Lets go of the unmodified entities kept for reuse, as a long-running
   // application does to bound its memory. Entities still held elsewhere or
   // with unsaved changes stay; the others are loaded again when next asked for.

@@ -17,9 +17,9 @@ vqStlVector<UDMItemPtr> UDMItem::GetAllRevisions() {
   if (m_isNew) return {self};
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   vqStlVector<UDMItemPtr> revisions;
-  for (const store::RevisionRecord& record : session->Store().GetRevisionRecords(m_uid.GetDmUid())) {
+  for (store::RevisionRecord& record : session->Store().GetRevisionRecords(m_uid.GetDmUid())) {
     // The identity map hands back this very object for its own revision.
-    revisions.push_back(session->Adopt(record));
+    revisions.push_back(session->Adopt(std::move(record)));
   }
   return revisions;
 }

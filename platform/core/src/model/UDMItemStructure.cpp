@@ -273,8 +273,9 @@ std::map<vqString, UDMItemPtr> UDMItem::StoredChildren(const vqString& group) {
   std::map<vqString, UDMItemPtr> children;
   if (m_isNew) return children;
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
-  for (const store::LinkedRecord& linked : session->Store().GetChildRecordsAt(m_uid.GetDmUid(), GetRevision(), group)) {
-    children.emplace(linked.record.uid.GetDmUid(), session->Adopt(linked.record));
+  for (store::LinkedRecord& linked : session->Store().GetChildRecordsAt(m_uid.GetDmUid(), GetRevision(), group)) {
+    const vqString dmid = linked.record.uid.GetDmUid();
+    children.emplace(dmid, session->Adopt(std::move(linked.record)));
   }
   return children;
 }
@@ -283,9 +284,8 @@ void UDMItem::GetChildren(vqStlVector<UDMItemPtr>& out, const vqString& group) {
   if (!m_isNew && !m_modified) {
     // Stored links only: the children and their attributes in one query.
     boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
-    for (const store::LinkedRecord& linked :
-         session->Store().GetChildRecordsAt(m_uid.GetDmUid(), GetRevision(), group)) {
-      out.push_back(session->Adopt(linked.record));
+    for (store::LinkedRecord& linked : session->Store().GetChildRecordsAt(m_uid.GetDmUid(), GetRevision(), group)) {
+      out.push_back(session->Adopt(std::move(linked.record)));
     }
     return;
   }
@@ -374,8 +374,8 @@ void UDMItem::GetParentsFromDB(
 void UDMItem::GetWhereUsed(vqStlVector<UDMWhereUsed>& out, int level) {
   if (m_isNew) return;
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
-  for (const store::LinkedRecord& linked : session->Store().GetAncestorRecords(m_uid.GetDmUid(), level)) {
-    out.push_back({session->Adopt(linked.record), linked.level, linked.group, linked.uses});
+  for (store::LinkedRecord& linked : session->Store().GetAncestorRecords(m_uid.GetDmUid(), level)) {
+    out.push_back({session->Adopt(std::move(linked.record)), linked.level, linked.group, linked.uses});
   }
 }
 

@@ -211,7 +211,7 @@ void UDMSession::SweepExpired() {
 boost::shared_ptr<UDMItem> UDMSession::Materialise(const UDMUID& uid) {
   store::RevisionRecord record;
   if (!m_store->LoadRevision(uid, record)) return boost::shared_ptr<UDMItem>();
-  return Adopt(record);
+  return Adopt(std::move(record));
 }
 
 void UDMSession::ReleaseCache() {
@@ -233,7 +233,7 @@ void UDMSession::Touch(const boost::shared_ptr<UDMItem>& item) {
   }
 }
 
-boost::shared_ptr<UDMItem> UDMSession::Adopt(const store::RevisionRecord& record) {
+boost::shared_ptr<UDMItem> UDMSession::Adopt(store::RevisionRecord&& record) {
   auto held = m_identityMap.find(record.uid.ToString());
   if (held != m_identityMap.end()) {
     if (boost::shared_ptr<UDMItem> item = held->second.lock()) {
@@ -249,7 +249,7 @@ boost::shared_ptr<UDMItem> UDMSession::Adopt(const store::RevisionRecord& record
                         ExcSubNotFound);
   }
   boost::shared_ptr<UDMItem> item = Instantiate(cdef, record.uid);
-  for (const auto& [name, value] : record.attributes) item->m_attributes[name] = value;
+  for (auto& [name, value] : record.attributes) item->m_attributes[std::move(name)] = std::move(value);
   model::ApplyColumnAttributes(record, item->m_attributes);
   item->m_latestRevision = record.latestRevision;
   item->m_deleted = record.deleted;
@@ -305,7 +305,7 @@ void UDMSession::ResumeDrafts(vqStlVector<boost::shared_ptr<UDMItem>>& out) {
     store::RevisionRecord record;
     if (m_store->LoadRevision(draft.uid, record)) {
       // Work on a stored revision: the draft replaces its stored state.
-      boost::shared_ptr<UDMItem> item = held ? held : Adopt(record);
+      boost::shared_ptr<UDMItem> item = held ? held : Adopt(std::move(record));
       const bool modified = item->DraftDiffersFromStored(draft.state);
       item->RestoreDraft(draft.state);
       item->m_checkedOut = true;

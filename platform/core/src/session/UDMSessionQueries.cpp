@@ -124,8 +124,8 @@ void UDMSession::ExecuteQuery(const boost::shared_ptr<UDMQuery>& query, int mode
     const store::SqlDialect& dialect = *store::SqlDialect::ForDriver(m_store->Db().GetDriverName());
     const query::SqlStatement select = query::CompileSelect(run.node.get(), run.scope, run.options, nullptr,
                                                             *m_schema, dialect, query::Shape::Records);
-    for (const store::RevisionRecord& record : m_store->SelectRecords(select.sql, select.params)) {
-      out.push_back(Adopt(record));
+    for (store::RevisionRecord& record : m_store->SelectRecords(select.sql, select.params)) {
+      out.push_back(Adopt(std::move(record)));
     }
     return;
   }
@@ -136,7 +136,7 @@ void UDMSession::ExecuteQuery(const boost::shared_ptr<UDMQuery>& query, int mode
     if (!FindItemById(row.GetUID(), false, vqString())) missing.push_back(row.GetUID().ToString());
   }
   std::vector<boost::shared_ptr<UDMItem>> loaded;
-  for (const store::RevisionRecord& record : m_store->LoadRevisions(missing)) loaded.push_back(Adopt(record));
+  for (store::RevisionRecord& record : m_store->LoadRevisions(missing)) loaded.push_back(Adopt(std::move(record)));
   for (const UDMQueryResultEntity& row : rows) {
     if (boost::shared_ptr<UDMItem> item = FindItemById(row.GetUID(), true, vqString())) out.push_back(item);
   }

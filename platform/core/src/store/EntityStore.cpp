@@ -293,7 +293,8 @@ bool EntityStore::EntityExists(const vqString& dmid) {
   return !Query("SELECT 1 FROM udm_entity WHERE dmid = ?", {dmid}).IsEmpty();
 }
 
-std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(vqlm::ResultSet rows) {
+void EntityStore::ReadRecords(vqlm::ResultSet rows, std::vector<LinkedRecord>* linked,
+                              std::vector<RevisionRecord>* records) {
   // Columns 0-2: group, level (or position) and uses; then UDM_RECORD_COLUMNS.
   // The rows of one record are consecutive and share columns 0, 1 and the uid.
   // Texts are moved out of the rows: each is read once.
@@ -307,67 +308,73 @@ std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(vqlm::ResultSet rows) {
     starts[i] = !sameRecord(i);
     count += starts[i] ? 1 : 0;
   }
-  std::vector<LinkedRecord> records;
-  records.reserve(count);
+  if (linked) linked->reserve(count);
+  if (records) records->reserve(count);
+  RevisionRecord* r = nullptr;
   for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
     auto text = [&](std::size_t column) { return rows.At(i, column).TakeString(); };
     auto number = [&](std::size_t column) { return static_cast<int>(ToInt64(rows.GetValue(i, column))); };
     if (starts[i]) {
-      LinkedRecord linked;
-      linked.level = number(1);
-      linked.uses = number(2);
-      linked.group = text(0);
-      RevisionRecord& r = linked.record;
-      r.uid = UDMUID(text(10));
-      r.cdef = text(4);
-      r.className = text(5);
-      r.latestRevision = number(6);
-      r.deleted = number(7) != 0;
-      r.createdBy = text(8);
-      r.createdTime = text(9);
-      r.name = text(11);
-      r.modifiedBy = text(12);
-      r.modifiedTime = text(13);
-      r.comment = text(14);
-      r.branchFrom = text(19);
-      records.push_back(std::move(linked));
+      if (linked) {
+        LinkedRecord& one = linked->emplace_back();
+        one.level = number(1);
+        one.uses = number(2);
+        one.group = text(0);
+        r = &one.record;
+      } else {
+        r = &records->emplace_back();
+      }
+      r->uid = UDMUID(text(10));
+      r->cdef = text(4);
+      r->className = text(5);
+      r->latestRevision = number(6);
+      r->deleted = number(7) != 0;
+      r->createdBy = text(8);
+      r->createdTime = text(9);
+      r->name = text(11);
+      r->modifiedBy = text(12);
+      r->modifiedTime = text(13);
+      r->comment = text(14);
+      r->branchFrom = text(19);
     }
     if (!rows.GetValue(i, 15).IsEmpty()) {
-      records.back().record.attributes.emplace_back(
+      r->attributes.emplace_back(
           text(15), DecodeAttribute(ToInt64(rows.GetValue(i, 16)), std::move(rows.At(i, 17)), rows.GetValue(i, 18)));
     }
   }
+}
+
+std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(vqlm::ResultSet rows) {
+  std::vector<LinkedRecord> linked;
+  ReadRecords(std::move(rows), &linked, nullptr);
+  return linked;
+}
+
+std::vector<RevisionRecord> EntityStore::ReadRevisionRecords(vqlm::ResultSet rows) {
+  std::vector<RevisionRecord> records;
+  ReadRecords(std::move(rows), nullptr, &records);
   return records;
 }
 
-namespace {
-std::vector<RevisionRecord> RecordsOf(std::vector<LinkedRecord> linked) {
-  std::vector<RevisionRecord> out;
-  out.reserve(linked.size());
-  for (LinkedRecord& one : linked) out.push_back(std::move(one.record));
-  return out;
-}
-}  // namespace
-
 std::vector<RevisionRecord> EntityStore::SelectRecords(const vqString& sql, const vqStlVector<vqVariant>& params) {
-  return RecordsOf(ReadLinkedRecords(Select(sql, params)));
+  return ReadRevisionRecords(Select(sql, params));
 }
 
 std::vector<RevisionRecord> EntityStore::LoadRevisions(const std::vector<vqString>& uids) {
-  return RecordsOf(ReadLinkedRecords(SelectIn(
-           "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
-           " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
-           " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.state = 0 AND r.uid IN",
-           uids, " ORDER BY r.uid, a.name")));
+  return ReadRevisionRecords(SelectIn(
+      "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
+      " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
+      " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.state = 0 AND r.uid IN",
+      uids, " ORDER BY r.uid, a.name"));
 }
 
 std::vector<RevisionRecord> EntityStore::GetRevisionRecords(const vqString& dmid) {
-  return RecordsOf(ReadLinkedRecords(Query(
-           "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
-           " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0"
-           " LEFT JOIN udm_attribute a ON a.uid = r.uid"
-           " WHERE e.dmid = ? ORDER BY r.revision, a.name",
-           {dmid})));
+  return ReadRevisionRecords(Query(
+      "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
+      " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0"
+      " LEFT JOIN udm_attribute a ON a.uid = r.uid"
+      " WHERE e.dmid = ? ORDER BY r.revision, a.name",
+      {dmid}));
 }
 
 bool EntityStore::GetLatestRevision(const vqString& dmid, int& revision) {
