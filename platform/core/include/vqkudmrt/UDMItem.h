@@ -4,6 +4,7 @@
 // kept in the named child groups of the item's definition; a link belongs to
 // the parent and is versioned with it.
 
+#include <list>
 #include <map>
 #include <set>
 #include <vector>
@@ -289,6 +290,10 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
   UDMUID m_branchSource;
   // Parents through links not yet stored (links of new or checked-out parents).
   std::vector<boost::weak_ptr<UDMItem>> m_pendingParents;
+  // Where the session's cache of recently used entities holds this one, so
+  // that using it again costs no lookup.
+  std::list<boost::shared_ptr<UDMItem>>::iterator m_recentPosition;
+  bool m_inRecent = false;
 
   friend class UDMSession;
 };

@@ -251,7 +251,6 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
   // row do not reload them; the oldest are dropped beyond the capacity.
   static constexpr std::size_t kCacheCapacity = 20000;
   std::list<boost::shared_ptr<UDMItem>> m_recent;
-  std::unordered_map<const UDMItem*, std::list<boost::shared_ptr<UDMItem>>::iterator> m_recentIndex;
   void Touch(const boost::shared_ptr<UDMItem>& item);
   std::vector<boost::shared_ptr<IUDMSlot>> m_slots;
   boost::shared_ptr<UDMPluginMgr> m_plugins;

@@ -215,20 +215,20 @@ boost::shared_ptr<UDMItem> UDMSession::Materialise(const UDMUID& uid) {
 }
 
 void UDMSession::ReleaseCache() {
-  m_recentIndex.clear();
+  for (const auto& item : m_recent) item->m_inRecent = false;
   m_recent.clear();
 }
 
 void UDMSession::Touch(const boost::shared_ptr<UDMItem>& item) {
-  auto it = m_recentIndex.find(item.get());
-  if (it != m_recentIndex.end()) {
-    m_recent.splice(m_recent.begin(), m_recent, it->second);
+  if (item->m_inRecent) {
+    m_recent.splice(m_recent.begin(), m_recent, item->m_recentPosition);
     return;
   }
   m_recent.push_front(item);
-  m_recentIndex[item.get()] = m_recent.begin();
+  item->m_recentPosition = m_recent.begin();
+  item->m_inRecent = true;
   if (m_recent.size() > kCacheCapacity) {
-    m_recentIndex.erase(m_recent.back().get());
+    m_recent.back()->m_inRecent = false;
     m_recent.pop_back();
   }
 }

@@ -186,10 +186,9 @@ void UDMSession::Forget(const vqString& dmid) {
     }
     if (boost::shared_ptr<UDMItem> held = it->second.lock()) {
       held->m_deleted = true;
-      auto recent = m_recentIndex.find(held.get());
-      if (recent != m_recentIndex.end()) {
-        m_recent.erase(recent->second);
-        m_recentIndex.erase(recent);
+      if (held->m_inRecent) {
+        held->m_inRecent = false;
+        m_recent.erase(held->m_recentPosition);
       }
     }
     m_retained.erase(it->first);
