@@ -80,19 +80,26 @@ struct ReadFixture {
     UDMUID parent = add(kClassProject);
     for (int level = 0; level < 10; ++level) {
       const UDMUID child = add(kClassPart);
-      links.push_back({parent.GetDmUid(), "parts", child.GetDmUid(), vqVariant(0), vqVariant(0)});
+      links.push_back({parent.GetDmUid(), "parts/" + child.GetDmUid(), "parts", child.GetDmUid(), vqVariant(0),
+                       vqVariant(0)});
       parent = child;
     }
     deepest = parent;
     wide = add(kClassProject);
     for (int i = 0; i < 1000; ++i) {
-      links.push_back({wide.GetDmUid(), "parts", items[i].GetDmUid(), vqVariant(0), vqVariant(i)});
+      links.push_back({wide.GetDmUid(), "parts/" + items[i].GetDmUid(), "parts", items[i].GetDmUid(), vqVariant(0),
+                       vqVariant(i)});
     }
+    // A use is named by its group and child, as a repository's first uses are.
     raw->BeginTransaction();
-    raw->BulkInsert("udm_entity", {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time"}, entities);
-    raw->BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"}, revisions);
-    raw->BulkInsert("udm_link", {"parent_dmid", "grp", "child_dmid", "from_rev", "position"}, links);
-    raw->Commit();
+    if (!raw->BulkInsert("udm_entity", {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time"},
+                         entities) ||
+        !raw->BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
+                         revisions) ||
+        !raw->BulkInsert("udm_link", {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "position"}, links) ||
+        !raw->Commit()) {
+      std::abort();
+    }
   }
   ~ReadFixture() {
     UDMFramework::GetInstance()->DeleteSession(session);
