@@ -45,7 +45,7 @@ std::vector<TableRows> MakePartRows(int count) {
   TableRows entity{"udm_entity", {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time"}, {}};
   TableRows revision{"udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"}, {}};
   TableRows attribute{"udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, {}};
-  TableRows link{"udm_link", {"parent_dmid", "grp", "child_dmid", "from_rev", "position"}, {}};
+  TableRows link{"udm_link", {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "position", "attrs"}, {}};
   TableRows change{"udm_change", {"session_id", "op", "uid", "change_time"}, {}};
   const UDMUID project = UDMUID::Generate();
   const vqString now = UDMSession::Now();
@@ -62,9 +62,11 @@ std::vector<TableRows> MakePartRows(int count) {
     attribute.rows.push_back({id, "partnumber", vqVariant(5), "PN-" + std::to_string(i), vqVariant()});
     attribute.rows.push_back({id, "status", vqVariant(5), "released", vqVariant()});
     attribute.rows.push_back({id, "description", vqVariant(5), "benchmark part", vqVariant()});
-    attribute.rows.push_back({id, "quantity", vqVariant(3), "1", vqVariant(1.0)});
+    attribute.rows.push_back({id, "unit", vqVariant(5), "each", vqVariant()});
     change.rows.push_back({"bench", vqVariant(10), id, now});
-    link.rows.push_back({project.GetDmUid(), "parts", uid.GetDmUid(), vqVariant(0), vqVariant(i)});
+    // Each use keeps its attributes as one text: here the quantity's default.
+    link.rows.push_back({project.GetDmUid(), UDMUID::Generate().GetDmUid(), "parts", uid.GetDmUid(), vqVariant(0),
+                         vqVariant(i), R"({"quantity":[4,"1",1.0]})"});
   }
   return {entity, revision, attribute, link, change};
 }
