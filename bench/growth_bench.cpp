@@ -92,11 +92,7 @@ struct Line {
 
 // What an item of the runtime is made of, as the baseline reads it: the
 // entity, its revision and one attribute per row.
-#define GROWTH_ITEM_COLUMNS                                                              \
-  " e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"    \
-  " e.branch_from, r.uid, r.name, r.modified_by, r.modified_time, r.comment,"           \
-  " a.name, a.type, a.text_value, a.num_value"
-// Column of r.uid in GROWTH_ITEM_COLUMNS.
+// Column of r.uid in RAW_ITEM_COLUMNS.
 constexpr std::size_t kUidColumn = 8;
 
 class SizeRun {
@@ -211,7 +207,7 @@ std::pair<double, double> SizeRun::MaterialQuery() {
   // Latest stored revisions of entities that are not deleted and not
   // relations, in the runtime's order, each with all its attributes.
   sqlite3_stmt* query = m_raw->Prepare(
-      "SELECT" GROWTH_ITEM_COLUMNS
+      "SELECT" RAW_ITEM_COLUMNS
       " FROM udm_attribute m JOIN udm_revision r ON r.uid = m.uid AND r.state = 0"
       " JOIN udm_entity e ON e.dmid = r.dmid AND e.latest_rev = r.revision"
       " LEFT JOIN udm_attribute a ON a.uid = r.uid"
@@ -242,7 +238,7 @@ std::pair<double, double> SizeRun::NamePrefixQuery() {
       });
   items.clear();
   sqlite3_stmt* query = m_raw->Prepare(
-      "SELECT" GROWTH_ITEM_COLUMNS
+      "SELECT" RAW_ITEM_COLUMNS
       " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid AND e.latest_rev = r.revision"
       " LEFT JOIN udm_attribute a ON a.uid = r.uid"
       " WHERE r.name GLOB ? AND r.state = 0 AND e.deleted = 0 AND e.class <> 'UDMRelation'"
@@ -339,7 +335,7 @@ std::pair<double, double> SizeRun::Children() {
   // The uses valid in the assembly's revision, in their order, each with the
   // child's latest revision and attributes.
   sqlite3_stmt* query = m_raw->Prepare(
-      "SELECT l.position, l.grp," GROWTH_ITEM_COLUMNS
+      "SELECT l.position, l.grp," RAW_ITEM_COLUMNS
       " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid"
       " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"
       " LEFT JOIN udm_attribute a ON a.uid = r.uid"
@@ -376,24 +372,7 @@ std::pair<double, double> SizeRun::WhereUsed() {
       });
   users.clear();
   part.reset();
-  // Every ancestor once per level and group it is reached at, nearest first,
-  // with how many uses it makes of the level below, its latest revision and
-  // attributes: what the runtime answers.
-  sqlite3_stmt* query = m_raw->Prepare(
-      "WITH RECURSIVE up (dmid, level) AS ("
-      "  SELECT ?, 0"
-      "  UNION"
-      "  SELECT l.parent_dmid, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid"
-      "  WHERE l.to_rev IS NULL),"
-      " counted (dmid, grp, level, uses) AS ("
-      "  SELECT l.parent_dmid, l.grp, up.level + 1, count(*) FROM up"
-      "  JOIN udm_link l ON l.child_dmid = up.dmid AND l.to_rev IS NULL"
-      "  GROUP BY l.parent_dmid, l.grp, up.level)"
-      " SELECT c.level, c.grp, c.uses," GROWTH_ITEM_COLUMNS
-      " FROM counted c JOIN udm_entity e ON e.dmid = c.dmid"
-      " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"
-      " LEFT JOIN udm_attribute a ON a.uid = r.uid"
-      " ORDER BY c.level, e.dmid, c.grp");
+  sqlite3_stmt* query = m_raw->Prepare(kRawWhereUsed);
   RawRows rows;
   const double raw = PerOperation(kRounds, kCalls, kNothing, [&](std::size_t) {
     BindText(query, 1, uid.GetDmUid());

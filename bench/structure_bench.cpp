@@ -24,6 +24,7 @@
 #include <vqkudmrt/UDMSessionConfig.h>
 
 #include "ratio_reporter.h"
+#include "sqlite_raw.h"
 #include "workload.h"
 
 using namespace vqkudm;
@@ -44,76 +45,9 @@ void Describe(UDMItem& item, int i) {
   item.SetAttribute("partnumber", vqVariant("PN-" + std::to_string(i)));
 }
 
-// A read-only connection of its own on the repository file, as a tool
-// working beside the runtime would open it.
-class RawDatabase {
- public:
-  explicit RawDatabase(const fs::path& file) {
-    if (sqlite3_open_v2(file.c_str(), &m_db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) Fail("open");
-  }
-  ~RawDatabase() {
-    for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
-    sqlite3_close(m_db);
-  }
-  RawDatabase(const RawDatabase&) = delete;
-  RawDatabase& operator=(const RawDatabase&) = delete;
-
-  sqlite3_stmt* Prepare(const char* sql) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(m_db, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
-      Fail("prepare");
-    }
-    m_statements.push_back(statement);
-    return statement;
-  }
-
-  [[noreturn]] void Fail(const char* what) const {
-    std::fprintf(stderr, "raw SQLite %s: %s\n", what, m_db ? sqlite3_errmsg(m_db) : "no connection");
-    std::abort();
-  }
-
- private:
-  sqlite3* m_db = nullptr;
-  std::vector<sqlite3_stmt*> m_statements;
-};
-
-// One value as an application keeps it after reading.
-struct Cell {
-  int type = SQLITE_NULL;
-  sqlite3_int64 integer = 0;
-  double real = 0;
-  std::string text;
-};
-
-// Steps the statement to its end keeping every value of every row; returns
-// the number of rows.
-std::size_t ReadAll(sqlite3_stmt* statement, std::vector<std::vector<Cell>>& rows) {
-  rows.clear();
-  const int columns = sqlite3_column_count(statement);
-  int rc;
-  while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
-    std::vector<Cell>& row = rows.emplace_back(columns);
-    for (int c = 0; c < columns; ++c) {
-      Cell& cell = row[c];
-      cell.type = sqlite3_column_type(statement, c);
-      switch (cell.type) {
-        case SQLITE_INTEGER: cell.integer = sqlite3_column_int64(statement, c); break;
-        case SQLITE_FLOAT: cell.real = sqlite3_column_double(statement, c); break;
-        case SQLITE_NULL: break;
-        default:
-          cell.text.assign(reinterpret_cast<const char*>(sqlite3_column_text(statement, c)),
-                           static_cast<std::size_t>(sqlite3_column_bytes(statement, c)));
-      }
-    }
-  }
-  if (rc != SQLITE_DONE) std::abort();
-  sqlite3_reset(statement);
-  return rows.size();
-}
-
 // How many runs of equal values column `c` has: the number of entities (or
 // uses) in rows ordered by them.
-std::size_t Runs(const std::vector<std::vector<Cell>>& rows, std::size_t c) {
+std::size_t Runs(const RawRows& rows, std::size_t c) {
   std::size_t runs = 0;
   for (std::size_t i = 0; i < rows.size(); ++i) {
     if (i == 0 || rows[i][c].integer != rows[i - 1][c].integer || rows[i][c].text != rows[i - 1][c].text) ++runs;
@@ -121,15 +55,6 @@ std::size_t Runs(const std::vector<std::vector<Cell>>& rows, std::size_t c) {
   return runs;
 }
 
-// What makes an item: its entity, its latest stored revision and one
-// attribute per row.
-#define BENCH_ITEM_COLUMNS                                                                \
-  " e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"     \
-  " e.branch_from, r.uid, r.name, r.modified_by, r.modified_time, r.comment,"            \
-  " a.name, a.type, a.text_value, a.num_value"
-#define BENCH_ITEM_JOINS                                                                  \
-  " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0" \
-  " LEFT JOIN udm_attribute a ON a.uid = r.uid"
 
 // A part used by 1,000 assemblies on ten levels of 100: each assembly of
 // level 1 uses the part (every fourth one twice), each one above uses three
@@ -144,7 +69,7 @@ struct WhereUsedFixture {
   UDMUID partUid;
   UDMItemPtr part;
   std::string partDmid;
-  std::unique_ptr<RawDatabase> raw;
+  std::unique_ptr<RawSqlite> raw;
   sqlite3_stmt* ancestors = nullptr;
 
   WhereUsedFixture() {
@@ -178,31 +103,19 @@ struct WhereUsedFixture {
     part = session->FindItemById(partUid, true, "");
     if (!part) std::abort();
     partDmid = partUid.GetDmUid().str();
-    raw = std::make_unique<RawDatabase>(dir / "bench" / "repository.db");
+    raw = std::make_unique<RawSqlite>((dir / "bench" / "repository.db").string(), true);
     // Every ancestor once per level and group it is reached at, nearest
     // first, with how many uses it makes of the level below, its latest
     // revision and attributes: what the runtime answers.
-    ancestors = raw->Prepare(
-        "WITH RECURSIVE up (dmid, level) AS ("
-        "  SELECT ?, 0"
-        "  UNION"
-        "  SELECT l.parent_dmid, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid"
-        "  WHERE l.to_rev IS NULL),"
-        " counted (dmid, grp, level, uses) AS ("
-        "  SELECT l.parent_dmid, l.grp, up.level + 1, count(*) FROM up"
-        "  JOIN udm_link l ON l.child_dmid = up.dmid AND l.to_rev IS NULL"
-        "  GROUP BY l.parent_dmid, l.grp, up.level)"
-        " SELECT c.level, c.grp, c.uses," BENCH_ITEM_COLUMNS
-        " FROM counted c JOIN udm_entity e ON e.dmid = c.dmid" BENCH_ITEM_JOINS
-        " ORDER BY c.level, e.dmid, c.grp");
+    ancestors = raw->Prepare(kRawWhereUsed);
     // Both sides read everything once before anything is measured. Besides
     // warming the caches this allocates the raw connection's page cache now:
     // allocated between the runtime's rounds instead, it leaves glibc
     // trimming the heap after each round and faulting it in again in the
     // next, which made its rounds about 1.6 times slower.
-    std::vector<std::vector<Cell>> rows;
+    RawRows rows;
     sqlite3_bind_text(ancestors, 1, partDmid.c_str(), -1, SQLITE_STATIC);
-    ReadAll(ancestors, rows);
+    raw->ReadAll(ancestors, rows);
     vqStlVector<UDMWhereUsed> users;
     part->GetWhereUsed(users, 0);
   }
@@ -251,10 +164,10 @@ void BM_ParentsFromDB_runtime(benchmark::State& state) {
 
 void BM_WhereUsed_baseline(benchmark::State& state) {
   WhereUsedFixture& f = WhereUsed();
-  std::vector<std::vector<Cell>> rows;
+  RawRows rows;
   for (auto _ : state) {
     sqlite3_bind_text(f.ancestors, 1, f.partDmid.c_str(), -1, SQLITE_STATIC);
-    ReadAll(f.ancestors, rows);
+    f.raw->ReadAll(f.ancestors, rows);
     if (Runs(rows, 3) != WhereUsedFixture::kAncestors) std::abort();
   }
 }
@@ -269,7 +182,7 @@ struct ChildrenFixture {
   boost::shared_ptr<UDMSession> session;
   UDMUID assembly;
   std::string assemblyDmid;
-  std::unique_ptr<RawDatabase> raw;
+  std::unique_ptr<RawSqlite> raw;
   sqlite3_stmt* children = nullptr;
   sqlite3_stmt* uses = nullptr;
 
@@ -293,25 +206,25 @@ struct ChildrenFixture {
       UDMFramework::GetInstance()->DeleteSession(build);
     }
     session = boost::dynamic_pointer_cast<UDMSession>(OpenBenchSession(dir.string()));
-    raw = std::make_unique<RawDatabase>(dir / "bench" / "repository.db");
+    raw = std::make_unique<RawSqlite>((dir / "bench" / "repository.db").string(), true);
     // The uses valid in the assembly's revision, in their order, each with
     // the child's latest revision and attributes; then the same with each
     // use's identifier and attributes.
 #define BENCH_USES_OF_REVISION                                                                     \
-  " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid" BENCH_ITEM_JOINS                   \
+  " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid" RAW_ITEM_JOINS                   \
   " WHERE l.parent_dmid = ? AND l.grp = ? AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)" \
   " ORDER BY l.position, a.name"
-    children = raw->Prepare("SELECT l.position, l.grp," BENCH_ITEM_COLUMNS BENCH_USES_OF_REVISION);
-    uses = raw->Prepare("SELECT l.position, l.grp, l.use_id, l.attrs," BENCH_ITEM_COLUMNS BENCH_USES_OF_REVISION);
+    children = raw->Prepare("SELECT l.position, l.grp," RAW_ITEM_COLUMNS BENCH_USES_OF_REVISION);
+    uses = raw->Prepare("SELECT l.position, l.grp, l.use_id, l.attrs," RAW_ITEM_COLUMNS BENCH_USES_OF_REVISION);
 #undef BENCH_USES_OF_REVISION
     // Both sides read everything once first, as for where-used.
-    std::vector<std::vector<Cell>> rows;
+    RawRows rows;
     for (sqlite3_stmt* statement : {children, uses}) {
       sqlite3_bind_text(statement, 1, assemblyDmid.c_str(), -1, SQLITE_STATIC);
       sqlite3_bind_text(statement, 2, "parts", -1, SQLITE_STATIC);
       sqlite3_bind_int(statement, 3, assembly.GetRevision());
       sqlite3_bind_int(statement, 4, assembly.GetRevision());
-      ReadAll(statement, rows);
+      raw->ReadAll(statement, rows);
     }
     vqStlVector<UDMChildUse> found;
     FreshAssembly()->GetUses(found, "parts");
@@ -371,13 +284,13 @@ void BM_Uses_runtime(benchmark::State& state) {
 void RunChildrenBaseline(benchmark::State& state, sqlite3_stmt* statement) {
   ChildrenFixture& f = Children();
   const int revision = f.assembly.GetRevision();
-  std::vector<std::vector<Cell>> rows;
+  RawRows rows;
   for (auto _ : state) {
     sqlite3_bind_text(statement, 1, f.assemblyDmid.c_str(), -1, SQLITE_STATIC);
     sqlite3_bind_text(statement, 2, "parts", -1, SQLITE_STATIC);
     sqlite3_bind_int(statement, 3, revision);
     sqlite3_bind_int(statement, 4, revision);
-    ReadAll(statement, rows);
+    f.raw->ReadAll(statement, rows);
     if (Runs(rows, 0) != ChildrenFixture::kUses) std::abort();
   }
 }
