@@ -7,6 +7,7 @@
 #include <vqkudmrt/UDMRelation.h>
 #include <vqkudmrt/UDMSession.h>
 
+#include <algorithm>
 #include <set>
 
 using namespace vqkudm;
@@ -167,6 +168,38 @@ TEST_P(QueryTest, PagesComeFromTheDatabaseOrFromTheCachedOrderAndAreAppended) {
             ExcSubOutOfRange);
   EXPECT_EQ(FailureOf([&] { m_session->QueryPagedCached(cached, "", 0, 20, 3, settings, false, false); }).first,
             ExcSubOutOfRange);
+}
+
+// A page sorted first by an attribute is read as the matches with it, then
+// those without it; wherever a page starts and ends, it must be that slice of
+// the whole ordering.
+TEST_P(QueryTest, PagesSortedByAnAttributeAreSlicesOfTheWholeOrder) {
+  for (const char* text : {"", "mass > 0.01 or material = 'titanium'"}) {
+    for (bool descending : {false, true}) {
+      UDMQuerySettings settings;
+      settings.AddSortByMetadata("mass", descending);
+      settings.AddSortByMetadata("material", true);
+      UDMQueryResults all;
+      m_session->QueryPaged(all, text, 0, 0, settings, false, false, false);
+      std::vector<vqString> whole;
+      for (const auto& row : all.GetEntities()) whole.push_back(row.GetName());
+      ASSERT_GT(whole.size(), 3u);
+      const auto at = [&](const char* name) { return std::find(whole.begin(), whole.end(), name) - whole.begin(); };
+      EXPECT_GT(at("Hub"), at("Crème")) << "those without a mass come last";
+      for (std::size_t start = 0; start < whole.size(); ++start) {
+        for (std::size_t count : {1, 2, 4, 0}) {
+          UDMQueryResults page;
+          m_session->QueryPaged(page, text, start, count, settings, false, false, false);
+          std::vector<vqString> names;
+          for (const auto& row : page.GetEntities()) names.push_back(row.GetName());
+          const std::size_t end = count == 0 ? whole.size() : std::min(whole.size(), start + count);
+          EXPECT_EQ(names, std::vector<vqString>(whole.begin() + start, whole.begin() + end))
+              << text << (descending ? " descending" : "") << " from " << start << ", " << count;
+          EXPECT_EQ(page.GetTotal(), whole.size());
+        }
+      }
+    }
+  }
 }
 
 TEST_P(QueryTest, SortingByTheNameUsesItsOwnColumn) {

@@ -3,6 +3,7 @@
 #include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMConfiguration.h>
 #include <vqkudmrt/UDMContentDefinition.h>
+#include <vqkudmrt/UDMException.h>
 #include <vqkudmrt/UDMQuerySettings.h>
 
 #include "../store/RecordColumns.h"
@@ -215,14 +216,34 @@ bool NeedsMemory(const Node& node) {
   return false;
 }
 
+bool FirstKeyIsAttribute(const UDMQuerySettings* settings) {
+  return settings && !settings->GetSortByCdefName() && !settings->GetSortByCdefDispName() &&
+         settings->GetSortByMetadataNr() > 0 && FieldOf(settings->GetSortByMetadataName(0)) == Field::Attribute;
+}
+
 SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& options,
                            const UDMQuerySettings* settings, const UDMConfiguration& schema,
-                           const store::SqlDialect& dialect, Shape shape) {
+                           const store::SqlDialect& dialect, Shape shape, KeyPart part) {
+  if (part != KeyPart::All && !FirstKeyIsAttribute(settings)) {
+    ThrowInvalidArgException(UDM_FUNCSIG, "a query part by the first sort key needs an attribute as that key",
+                             ExcSubGeneral);
+  }
   const bool countOnly = shape == Shape::Count;
   Compiler compiler(options, schema, dialect);
   SqlStatement out;
   vqStlVector<vqVariant> joinParams, whereParams, orderParams;
   vqString joins, order;
+  vqString where = " WHERE e.class <> ?";
+  if (part != KeyPart::All) {
+    const vqString& key = settings->GetSortByMetadataName(0);
+    if (part == KeyPart::WithFirstKey) {
+      joins += " JOIN udm_attribute s0 ON s0.uid = r.uid AND s0.name = ?";
+      joinParams.push_back(key);
+    } else {
+      where = " WHERE NOT EXISTS (SELECT 1 FROM udm_attribute s0 WHERE s0.uid = r.uid AND s0.name = ?) AND e.class <> ?";
+      whereParams.push_back(key);
+    }
+  }
   if (settings && !countOnly) {
     // Sort keys first: their joins come before the WHERE clause.
     auto direction = [](bool descending) { return vqString(descending ? " DESC" : " ASC"); };
@@ -251,14 +272,16 @@ SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& 
         continue;
       }
       const vqString alias = "s" + std::to_string(i);
-      joins += " LEFT JOIN udm_attribute " + alias + " ON " + alias + ".uid = r.uid AND " + alias + ".name = ?";
-      joinParams.push_back(settings->GetSortByMetadataName(i));
-      // Entities without the attribute come last either way, on every database.
-      order += "(" + alias + ".text_value IS NULL) ASC, " + alias + ".num_value" + dir + ", " +
-               compiler.Text(alias + ".text_value", options.ignoreCase) + dir + ", ";
+      if (i == 0 && part == KeyPart::WithoutFirstKey) continue;
+      if (i > 0 || part == KeyPart::All) {
+        joins += " LEFT JOIN udm_attribute " + alias + " ON " + alias + ".uid = r.uid AND " + alias + ".name = ?";
+        joinParams.push_back(settings->GetSortByMetadataName(i));
+        // Entities without the attribute come last either way, on every database.
+        order += "(" + alias + ".text_value IS NULL) ASC, ";
+      }
+      order += alias + ".num_value" + dir + ", " + compiler.Text(alias + ".text_value", options.ignoreCase) + dir + ", ";
     }
   }
-  vqString where = " WHERE e.class <> ?";
   whereParams.push_back(kClassRelation);
   if (!scope.allRevisions) where += " AND r.revision = e.latest_rev";
   if (!scope.includeDeleted) where += " AND e.deleted = 0";

@@ -35,11 +35,19 @@ enum class Shape {
   Records,  // every column of the revisions with one attribute per row, for EntityStore::SelectRecords
 };
 
+// Revisions with the first sort key's attribute come first, in its order,
+// then those without it. A page read in two parts, one per side, has the
+// first part read from the attribute's index instead of sorting every match.
+enum class KeyPart { All, WithFirstKey, WithoutFirstKey };
+
+// Whether `settings` sort first by an attribute, so that KeyPart applies.
+bool FirstKeyIsAttribute(const UDMQuerySettings* settings);
+
 // The statement of `shape` for the revisions `node` selects (null: all) in
-// `scope`, ordered by `settings` (may be null) and then by identifier. A tree
-// that NeedsMemory must not be given.
+// `scope` and `part`, ordered by `settings` (may be null) and then by
+// identifier. A tree that NeedsMemory must not be given.
 SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& options,
                            const UDMQuerySettings* settings, const UDMConfiguration& schema,
-                           const store::SqlDialect& dialect, Shape shape);
+                           const store::SqlDialect& dialect, Shape shape, KeyPart part = KeyPart::All);
 
 }  // namespace vqkudm::query

@@ -38,6 +38,23 @@ vqStlVector<UDMQueryResultEntity> ToRows(const vqlm::ResultSet& rows) {
   return out;
 }
 
+// `select` from row `offset` on, at most `limit` rows (0: all).
+vqStlVector<UDMQueryResultEntity> SelectPage(store::EntityStore& store, query::SqlStatement select,
+                                             std::uint64_t offset, std::uint64_t limit) {
+  if (offset > 0 || limit > 0) {
+    select.sql += " LIMIT ? OFFSET ?";
+    select.params.emplace_back(static_cast<std::int64_t>(limit > 0 ? limit : INT64_MAX));
+    select.params.emplace_back(static_cast<std::int64_t>(offset));
+  }
+  return ToRows(store.Select(select.sql, select.params));
+}
+
+std::uint64_t Count(store::EntityStore& store, const query::SqlStatement& count) {
+  std::int64_t total = 0;
+  store.Select(count.sql, count.params).GetValue(0, 0).ToInt64(total);
+  return static_cast<std::uint64_t>(total);
+}
+
 int ModeCheck(int mode, const char* signature) {
   if (mode != 1 && mode != 2) {
     ThrowInvalidArgException(signature,
@@ -60,16 +77,28 @@ vqStlVector<UDMQueryResultEntity> UDMSession::RunQuery(const QueryRun& run, std:
                                                        std::pair<std::uint64_t, std::uint64_t> page) {
   const store::SqlDialect& dialect = *store::SqlDialect::ForDriver(m_store->Db().GetDriverName());
   const bool inMemory = run.node && query::NeedsMemory(*run.node);
-  const query::Node* condition = inMemory ? nullptr : run.node.get();
   if (!inMemory) {
-    query::SqlStatement select =
-        query::CompileSelect(condition, run.scope, run.options, run.settings, *m_schema, dialect, query::Shape::Rows);
-    if (page.second > 0 || page.first > 0) {
-      select.sql += " LIMIT ? OFFSET ?";
-      select.params.emplace_back(static_cast<std::int64_t>(page.second > 0 ? page.second : INT64_MAX));
-      select.params.emplace_back(static_cast<std::int64_t>(page.first));
+    auto compile = [&](query::Shape shape, query::KeyPart part) {
+      return query::CompileSelect(run.node.get(), run.scope, run.options, run.settings, *m_schema, dialect, shape,
+                                  part);
+    };
+    vqStlVector<UDMQueryResultEntity> rows;
+    if ((page.first > 0 || page.second > 0) && query::FirstKeyIsAttribute(run.settings)) {
+      // Those with the first key's attribute, read from its index in order,
+      // then those without it: sorting every match costs more than both.
+      rows = SelectPage(*m_store, compile(query::Shape::Rows, query::KeyPart::WithFirstKey), page.first, page.second);
+      if (page.second == 0 || rows.size() < page.second) {
+        const std::uint64_t withKey = !rows.empty() || page.first == 0
+                                          ? page.first + rows.size()
+                                          : Count(*m_store, compile(query::Shape::Count, query::KeyPart::WithFirstKey));
+        vqStlVector<UDMQueryResultEntity> rest =
+            SelectPage(*m_store, compile(query::Shape::Rows, query::KeyPart::WithoutFirstKey),
+                       page.first + rows.size() - withKey, page.second == 0 ? 0 : page.second - rows.size());
+        rows.insert(rows.end(), std::make_move_iterator(rest.begin()), std::make_move_iterator(rest.end()));
+      }
+    } else {
+      rows = SelectPage(*m_store, compile(query::Shape::Rows, query::KeyPart::All), page.first, page.second);
     }
-    vqStlVector<UDMQueryResultEntity> rows = ToRows(m_store->Select(select.sql, select.params));
     if (total) *total = CountMatches(run);
     return rows;
   }
@@ -95,11 +124,8 @@ std::uint64_t UDMSession::CountMatches(const QueryRun& run) {
     return total;
   }
   const store::SqlDialect& dialect = *store::SqlDialect::ForDriver(m_store->Db().GetDriverName());
-  const query::SqlStatement count =
-      query::CompileSelect(run.node.get(), run.scope, run.options, nullptr, *m_schema, dialect, query::Shape::Count);
-  std::int64_t total = 0;
-  m_store->Select(count.sql, count.params).GetValue(0, 0).ToInt64(total);
-  return static_cast<std::uint64_t>(total);
+  return Count(*m_store,
+      query::CompileSelect(run.node.get(), run.scope, run.options, nullptr, *m_schema, dialect, query::Shape::Count));
 }
 
 void UDMSession::AddContent(vqStlVector<UDMQueryResultEntity>& rows) {
