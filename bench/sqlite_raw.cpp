@@ -97,16 +97,3 @@ std::size_t CountRuns(const RawRows& rows, std::size_t c) {
   return runs;
 }
 
-const char* const kRawWhereUsed =
-    "WITH RECURSIVE up (dmid, level) AS ("
-    "  SELECT ?, 0"
-    "  UNION"
-    "  SELECT l.parent_dmid, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid"
-    "  WHERE l.to_rev IS NULL),"
-    " counted (dmid, grp, level, uses) AS ("
-    "  SELECT l.parent_dmid, l.grp, up.level + 1, count(*) FROM up"
-    "  JOIN udm_link l ON l.child_dmid = up.dmid AND l.to_rev IS NULL"
-    "  GROUP BY l.parent_dmid, l.grp, up.level)"
-    " SELECT c.level, c.grp, c.uses," RAW_ITEM_COLUMNS
-    " FROM counted c JOIN udm_entity e ON e.dmid = c.dmid" RAW_ITEM_JOINS
-    " ORDER BY c.level, e.dmid, c.grp";

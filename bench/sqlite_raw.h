@@ -7,6 +7,8 @@
 
 #include <sqlite3.h>
 
+#include "raw_statements.h"
+
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -20,20 +22,6 @@ struct RawCell {
 };
 using RawRows = std::vector<std::vector<RawCell>>;
 
-// What makes an item, as the runtime reads it: its entity, its latest stored
-// revision and one attribute per row.
-#define RAW_ITEM_COLUMNS                                                                   \
-  " e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"      \
-  " e.branch_from, r.uid, r.name, r.modified_by, r.modified_time, r.comment,"             \
-  " a.name, a.type, a.text_value, a.num_value"
-#define RAW_ITEM_JOINS                                                                     \
-  " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"  \
-  " LEFT JOIN udm_attribute a ON a.uid = r.uid"
-
-// Every ancestor of the entity bound first, once per level and group it is
-// reached at, nearest first, with how many uses it makes of the level below
-// and its item columns: what the runtime's where-used answers.
-extern const char* const kRawWhereUsed;
 
 class RawSqlite {
  public:

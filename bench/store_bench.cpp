@@ -19,6 +19,7 @@
 #include <vqkudmrt/store/DatabaseOpener.h>
 #include <vqlmidbdriver/iDbDriver.h>
 
+#include "raw_statements.h"
 #include "workload.h"
 #include "ratio_reporter.h"
 
@@ -151,46 +152,48 @@ void BM_WhereUsedTenLevels_runtime(benchmark::State& state) {
 
 void BM_WhereUsedTenLevels_baseline(benchmark::State& state) {
   ReadFixture& f = Reads();
+  // Every ancestor with its item columns, as the runtime returns them.
+  std::unique_ptr<vqlm::iDbStatement> ancestors;
+  f.raw->Prepare(kRawWhereUsed, ancestors);
   vqlm::ResultSet rows;
   for (auto _ : state) {
-    f.raw->ExecSqlQuery(
-        "WITH RECURSIVE up (dmid, level) AS (SELECT parent_dmid, 1 FROM udm_link WHERE child_dmid = ?"
-        " UNION SELECT l.parent_dmid, up.level + 1 FROM udm_link l JOIN up ON l.child_dmid = up.dmid)"
-        " SELECT dmid, level FROM up",
-        {f.deepest.GetDmUid()}, rows);
-    if (rows.GetRowCount() != 10) std::abort();
+    ancestors->Bind(1, f.deepest.GetDmUid());
+    ancestors->Query(rows);
+    if (rows.GetRowCount() < 10) std::abort();
   }
 }
 
 void BM_ThousandChildren_runtime(benchmark::State& state) {
   ReadFixture& f = Reads();
+  UDMItemPtr wide;
+  vqStlVector<UDMItemPtr> children;
   for (auto _ : state) {
-    // A new object each round, so the links are read from the repository.
+    // A session that holds the assembly alone, so the children come from the repository.
     state.PauseTiming();
-    UDMFramework::GetInstance()->DeleteSession(f.session);
-    f.session = OpenBenchSession(f.dir.string());
+    children.clear();
+    wide.reset();
+    boost::dynamic_pointer_cast<UDMSession>(f.session)->ReleaseCache();
+    wide = f.session->FindItemById(f.wide, true, "");
     state.ResumeTiming();
-    vqStlVector<UDMItemPtr> children;
-    f.session->FindItemById(f.wide, true, "")->GetChildren(children, "parts");
+    wide->GetChildren(children, "parts");
     if (children.size() != 1000) std::abort();
   }
 }
 
 void BM_ThousandChildren_baseline(benchmark::State& state) {
   ReadFixture& f = Reads();
+  // The same rows the runtime reads: each use valid in the assembly's
+  // revision, with its child's entity, latest revision and attributes.
+  std::unique_ptr<vqlm::iDbStatement> children;
+  f.raw->Prepare("SELECT l.grp, l.position, l.use_id, l.attrs," RAW_ITEM_COLUMNS
+                 " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid" RAW_ITEM_JOINS
+                 " WHERE l.parent_dmid = ? AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)"
+                 " AND l.grp = 'parts' ORDER BY l.grp, l.position",
+                 children);
   vqlm::ResultSet rows;
   for (auto _ : state) {
-    // The same rows the runtime reads: each child's entity, latest revision
-    // and attributes.
-    f.raw->ExecSqlQuery(
-        "SELECT l.grp, l.position, e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by,"
-        " e.created_time, r.uid, r.name, r.modified_by, r.modified_time, r.comment,"
-        " a.name, a.type, a.text_value, a.num_value"
-        " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid"
-        " JOIN udm_revision r ON r.dmid = e.dmid AND r.revision = e.latest_rev AND r.state = 0"
-        " LEFT JOIN udm_attribute a ON a.uid = r.uid"
-        " WHERE l.parent_dmid = ? AND l.to_rev IS NULL ORDER BY l.grp, l.position, r.uid, a.name",
-        {f.wide.GetDmUid()}, rows);
+    children->BindAll({f.wide.GetDmUid(), vqVariant(f.wide.GetRevision()), vqVariant(f.wide.GetRevision())});
+    children->Query(rows);
     if (rows.GetRowCount() != 1000) std::abort();
   }
 }

@@ -12,12 +12,23 @@ namespace vqkudm::model {
 
 namespace {
 
-void SetText(vqStlMap<vqString, vqVariant>& attributes, const vqString& name, const vqString& value) {
+void SetText(vqStlMap<vqString, vqVariant>& attributes, const vqString& name, vqString value) {
   if (value.empty()) {
     attributes.erase(name);
   } else {
-    attributes[name] = vqVariant(value);
+    attributes.insert_or_assign(name, vqVariant(std::move(value)));
   }
+}
+
+// Copies from a record given as const, moves from one given as an rvalue.
+template <class Record>
+void SetColumnAttributes(Record&& record, vqStlMap<vqString, vqVariant>& attributes) {
+  SetText(attributes, kSmdName, std::forward<Record>(record).name);
+  SetText(attributes, kSmdCreateduser, std::forward<Record>(record).createdBy);
+  SetText(attributes, kSmdCreatime, std::forward<Record>(record).createdTime);
+  SetText(attributes, kSmdUser, std::forward<Record>(record).modifiedBy);
+  SetText(attributes, kSmdLstmodtime, std::forward<Record>(record).modifiedTime);
+  SetText(attributes, kSmdComment, std::forward<Record>(record).comment);
 }
 
 }  // namespace
@@ -67,12 +78,12 @@ void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
 }
 
 void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqString, vqVariant>& attributes) {
-  SetText(attributes, kSmdName, record.name);
-  SetText(attributes, kSmdCreateduser, record.createdBy);
-  SetText(attributes, kSmdCreatime, record.createdTime);
-  SetText(attributes, kSmdUser, record.modifiedBy);
-  SetText(attributes, kSmdLstmodtime, record.modifiedTime);
-  SetText(attributes, kSmdComment, record.comment);
+  SetColumnAttributes(record, attributes);
+}
+
+void TakeRecordAttributes(store::RevisionRecord&& record, vqStlMap<vqString, vqVariant>& attributes) {
+  for (auto& [name, value] : record.attributes) attributes.insert_or_assign(std::move(name), std::move(value));
+  SetColumnAttributes(std::move(record), attributes);
 }
 
 }  // namespace vqkudm::model

@@ -32,6 +32,8 @@ void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
 bool IsColumnBackedAttribute(const vqString& name);
 // Sets the column-backed attributes from a stored record.
 void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqString, vqVariant>& attributes);
+// All the attributes of a stored record, its texts moved rather than copied.
+void TakeRecordAttributes(store::RevisionRecord&& record, vqStlMap<vqString, vqVariant>& attributes);
 
 }  // namespace model
 }  // namespace vqkudm

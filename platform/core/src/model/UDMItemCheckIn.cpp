@@ -446,8 +446,7 @@ void UDMItem::ReloadStoredState() {
     if (UDMItemPtr child = Resolve(link.childDmid)) LeavePendingParentOf(*child);
   }
   m_attributes.clear();
-  for (const auto& [name, value] : record.attributes) m_attributes[name] = value;
-  model::ApplyColumnAttributes(record, m_attributes);
+  model::TakeRecordAttributes(std::move(record), m_attributes);
   m_childLinks.clear();
   m_useCounts.clear();
   m_nextPosition = 0;

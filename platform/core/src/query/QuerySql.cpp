@@ -36,8 +36,15 @@ class Compiler {
       case Node::Compare: break;
     }
     if (node.field == Field::Attribute) return AttributeCondition({&node}, params, mayDrive);
+    if (mayDrive && node.field == Field::Name && (node.op == Op::Equal || node.op == Op::In || node.op == Op::Like)) {
+      m_narrowed = true;
+    }
     return Comparison(node, Column(node.field), IsNumericField(node.field), params);
   }
+
+  // Whether an index of a condition compiled so far finds the candidates (an
+  // attribute comparison, the name) rather than every revision being tested.
+  bool Narrowed() const { return m_narrowed; }
 
  private:
   // Comparisons of one attribute, all of one kind (numeric or text): each
@@ -47,6 +54,7 @@ class Compiler {
     const bool numeric = nodes.front()->values.front().GetDouble() != nullptr;
     const vqString column = numeric ? "a.num_value" : "a.text_value";
     params.push_back(nodes.front()->attribute);
+    m_narrowed = m_narrowed || drive;
     vqString sql = drive ? "r.uid IN (SELECT a.uid FROM udm_attribute a WHERE a.name = ?"
                          : "EXISTS (SELECT 1 FROM udm_attribute a WHERE a.uid = r.uid AND a.name = ?";
     for (const Node* node : nodes) sql += " AND " + Comparison(*node, column, numeric, params);
@@ -204,6 +212,7 @@ class Compiler {
   const Options& m_options;
   const UDMConfiguration& m_schema;
   const store::SqlDialect& m_dialect;
+  bool m_narrowed = false;
 };
 
 }  // namespace
@@ -293,6 +302,7 @@ SqlStatement CompileSelect(const Node* node, const Scope& scope, const Options& 
     }
   }
   if (node) where += " AND " + compiler.Condition(*node, whereParams, true);
+  out.narrowed = compiler.Narrowed();
 
   // The conditions' subqueries name their attribute rows "a" too: theirs
   // shadow the records' own within them.

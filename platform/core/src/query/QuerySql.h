@@ -24,6 +24,8 @@ struct Scope {
 struct SqlStatement {
   vqString sql;
   vqStlVector<vqVariant> params;
+  // An index of the condition finds the candidates; see KeyPart.
+  bool narrowed = false;
 };
 
 // Whether the tree has a part only memory can decide.
@@ -37,7 +39,9 @@ enum class Shape {
 
 // Revisions with the first sort key's attribute come first, in its order,
 // then those without it. A page read in two parts, one per side, has the
-// first part read from the attribute's index instead of sorting every match.
+// first part read from the attribute's index instead of sorting every match;
+// worth it unless the condition is `narrowed`, when sorting the few matches
+// costs less than walking that index past all that fail the condition.
 enum class KeyPart { All, WithFirstKey, WithoutFirstKey };
 
 // Whether `settings` sort first by an attribute, so that KeyPart applies.

@@ -183,12 +183,13 @@ boost::shared_ptr<UDMContentDefinition> UDMSession::GetContentDefinition(const v
 
 boost::shared_ptr<UDMItem> UDMSession::Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef,
                                                    const UDMUID& uid) {
-  if (cdef->IsRelation()) {
+  const vqString runtimeClass = cdef->GetUDMClassName();
+  if (runtimeClass == kClassRelation) {
     ThrowInvalidArgException(UDM_FUNCSIG,
                              "\"" + cdef->GetType() + "\" is a relation type; relations are created between two entities",
                              ExcSubWrongType);
   }
-  boost::shared_ptr<UDMItem> item(cdef->GetUDMClassName() == kClassClassification
+  boost::shared_ptr<UDMItem> item(runtimeClass == kClassClassification
                                       ? new UDMClassification(shared_from_this(), cdef, uid)
                                       : new UDMItem(shared_from_this(), cdef, uid));
   SweepExpired();
@@ -249,8 +250,7 @@ boost::shared_ptr<UDMItem> UDMSession::Adopt(store::RevisionRecord&& record) {
                         ExcSubNotFound);
   }
   boost::shared_ptr<UDMItem> item = Instantiate(cdef, record.uid);
-  for (auto& [name, value] : record.attributes) item->m_attributes[std::move(name)] = std::move(value);
-  model::ApplyColumnAttributes(record, item->m_attributes);
+  model::TakeRecordAttributes(std::move(record), item->m_attributes);
   item->m_latestRevision = record.latestRevision;
   item->m_deleted = record.deleted;
   item->m_notify = true;

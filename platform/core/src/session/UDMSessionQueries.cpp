@@ -82,8 +82,9 @@ vqStlVector<UDMQueryResultEntity> UDMSession::RunQuery(const QueryRun& run, std:
       return query::CompileSelect(run.node.get(), run.scope, run.options, run.settings, *m_schema, dialect, shape,
                                   part);
     };
+    query::SqlStatement all = compile(query::Shape::Rows, query::KeyPart::All);
     vqStlVector<UDMQueryResultEntity> rows;
-    if ((page.first > 0 || page.second > 0) && query::FirstKeyIsAttribute(run.settings)) {
+    if ((page.first > 0 || page.second > 0) && !all.narrowed && query::FirstKeyIsAttribute(run.settings)) {
       // Those with the first key's attribute, read from its index in order,
       // then those without it: sorting every match costs more than both.
       rows = SelectPage(*m_store, compile(query::Shape::Rows, query::KeyPart::WithFirstKey), page.first, page.second);
@@ -97,7 +98,7 @@ vqStlVector<UDMQueryResultEntity> UDMSession::RunQuery(const QueryRun& run, std:
         rows.insert(rows.end(), std::make_move_iterator(rest.begin()), std::make_move_iterator(rest.end()));
       }
     } else {
-      rows = SelectPage(*m_store, compile(query::Shape::Rows, query::KeyPart::All), page.first, page.second);
+      rows = SelectPage(*m_store, std::move(all), page.first, page.second);
     }
     if (total) *total = CountMatches(run);
     return rows;

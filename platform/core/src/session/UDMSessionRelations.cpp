@@ -88,8 +88,7 @@ boost::shared_ptr<UDMRelation> UDMSession::FindRelationById(const UDMUID& uid) {
   boost::shared_ptr<UDMContentDefinition> cdef = m_schema->GetContentDefinition(record.cdef);
   if (!cdef) return boost::shared_ptr<UDMRelation>();
   boost::shared_ptr<UDMRelation> relation(new UDMRelation(shared_from_this(), cdef, uid));
-  for (const auto& [name, value] : record.attributes) relation->m_attributes[name] = value;
-  model::ApplyColumnAttributes(record, relation->m_attributes);
+  model::TakeRecordAttributes(std::move(record), relation->m_attributes);
   relation->m_kind = ends.kind;
   relation->m_leftDmid = ends.leftDmid;
   relation->m_rightDmid = ends.rightDmid;
