@@ -188,16 +188,21 @@ void EntityStore::BulkInsert(const char* table, const vqStlVector<vqString>& col
 
 void EntityStore::InsertNewEntities(const std::vector<const RevisionRecord*>& records) {
   std::vector<vqStlVector<vqVariant>> entities;
-  entities.reserve(records.size());
-  for (const RevisionRecord* r : records) {
-    entities.push_back({r->uid.GetDmUid(), r->cdef, r->className, vqVariant(r->uid.GetRevision()),
-                        vqVariant(0), r->createdBy, r->createdTime,
-                        r->branchFrom.empty() ? vqVariant() : vqVariant(r->branchFrom)});
+  for (std::size_t from = 0; from < records.size(); from += kRowChunk) {
+    const std::vector<const RevisionRecord*> chunk(
+        records.begin() + static_cast<std::ptrdiff_t>(from),
+        records.begin() + static_cast<std::ptrdiff_t>(std::min(records.size(), from + kRowChunk)));
+    entities.clear();
+    for (const RevisionRecord* r : chunk) {
+      entities.push_back({r->uid.GetDmUid(), r->cdef, r->className, vqVariant(r->uid.GetRevision()),
+                          vqVariant(0), r->createdBy, r->createdTime,
+                          r->branchFrom.empty() ? vqVariant() : vqVariant(r->branchFrom)});
+    }
+    BulkInsert("udm_entity",
+               {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time", "branch_from"},
+               entities);
+    InsertRevisions(chunk);
   }
-  BulkInsert("udm_entity",
-             {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time", "branch_from"},
-             entities);
-  InsertRevisions(records);
 }
 
 bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
@@ -236,9 +241,26 @@ bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
   return true;
 }
 
+vqlm::iDbStatement& EntityStore::BuiltStatement(const vqString& sql) {
+  constexpr std::size_t kKept = 32;
+  for (auto it = m_built.begin(); it != m_built.end(); ++it) {
+    if (it->first != sql) continue;
+    m_built.splice(m_built.begin(), m_built, it);
+    return *m_built.front().second;
+  }
+  std::unique_ptr<vqlm::iDbStatement> statement;
+  const vqlm::DbStatus status = m_db->Prepare(sql, statement);
+  if (!status) Fail("repository query failed", status);
+  if (m_built.size() >= kKept) m_built.pop_back();
+  m_built.emplace_front(sql, std::move(statement));
+  return *m_built.front().second;
+}
+
 vqlm::ResultSet EntityStore::Select(const vqString& sql, const vqStlVector<vqVariant>& params) {
+  vqlm::iDbStatement& statement = BuiltStatement(sql);
   vqlm::ResultSet rows;
-  const vqlm::DbStatus status = m_db->ExecSqlQuery(sql, params, rows);
+  vqlm::DbStatus status = statement.BindAll(params);
+  if (status) status = statement.Query(rows);
   if (!status) Fail("repository query failed", status);
   return rows;
 }

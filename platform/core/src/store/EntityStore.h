@@ -4,6 +4,7 @@
 // its values as bound parameters and works on every supported database.
 
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <utility>
@@ -299,7 +300,12 @@ class EntityStore {
   void Begin(const vqString& what);
   void Commit(const vqString& what);
   void RollbackQuietly();
+  // Rows of a large check-in are written this many records at a time, so
+  // that they are never all in memory at once next to the records.
+  static constexpr std::size_t kRowChunk = 1000;
+
   std::unique_ptr<vqlm::iDbStatement>& Statement(const char* sql);
+  vqlm::iDbStatement& BuiltStatement(const vqString& sql);
   vqlm::ResultSet Query(const char* sql, const vqStlVector<vqVariant>& params);
   // Returns the number of rows changed.
   std::int64_t Execute(const char* sql, const vqStlVector<vqVariant>& params);
@@ -316,6 +322,9 @@ class EntityStore {
   const SqlDialect& m_dialect;
   bool m_listening = false;
   std::vector<std::pair<const char*, std::unique_ptr<vqlm::iDbStatement>>> m_statements;
+  // Statements built at run time (queries), the most recently used first:
+  // preparing one can cost more than running it.
+  std::list<std::pair<vqString, std::unique_ptr<vqlm::iDbStatement>>> m_built;
 };
 
 // Attribute values are stored with their type so they read back as written.

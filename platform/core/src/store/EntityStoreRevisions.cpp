@@ -1,5 +1,6 @@
 // Check-out locks, further revisions and the versioning of references and classifications.
 
+#include <algorithm>
 #include <set>
 
 #include <vqkudmrt/UDMException.h>
@@ -47,20 +48,24 @@ void EntityStore::RaiseLatestRevision(const vqString& dmid, int revision) {
 
 void EntityStore::InsertRevisions(const std::vector<const RevisionRecord*>& records) {
   std::vector<vqStlVector<vqVariant>> revisions, attributes;
-  revisions.reserve(records.size());
-  for (const RevisionRecord* r : records) {
-    revisions.push_back({r->uid.ToString(), r->uid.GetDmUid(), vqVariant(r->uid.GetRevision()), r->name,
-                         r->modifiedBy, r->modifiedTime, r->comment});
-    for (const auto& [name, value] : r->attributes) {
-      std::int64_t type;
-      vqVariant text, number;
-      EncodeAttribute(value, type, text, number);
-      attributes.push_back({r->uid.ToString(), name, vqVariant(type), text, number});
+  for (std::size_t from = 0; from < records.size(); from += kRowChunk) {
+    revisions.clear();
+    attributes.clear();
+    for (std::size_t i = from; i < std::min(records.size(), from + kRowChunk); ++i) {
+      const RevisionRecord* r = records[i];
+      revisions.push_back({r->uid.ToString(), r->uid.GetDmUid(), vqVariant(r->uid.GetRevision()), r->name,
+                           r->modifiedBy, r->modifiedTime, r->comment});
+      for (const auto& [name, value] : r->attributes) {
+        std::int64_t type;
+        vqVariant text, number;
+        EncodeAttribute(value, type, text, number);
+        attributes.push_back({r->uid.ToString(), name, vqVariant(type), std::move(text), std::move(number)});
+      }
     }
+    BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
+               revisions);
+    BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
   }
-  BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
-             revisions);
-  BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
 }
 
 void EntityStore::ReplaceTargets(const char* table, const char* ownerColumn, const char* targetColumn,
