@@ -114,6 +114,33 @@ TEST_P(StructureTest, WhereUsedAndChildrenComeBackFromTheRepository) {
   EXPECT_EQ(Names(roots), (std::vector<std::string>{"plane"}));
 }
 
+// A check-in writes its rows in chunks; every item of one larger than a
+// chunk must be stored with all its attributes, in one transaction.
+TEST_P(StructureTest, ACheckInOfThousandsStoresEveryItemWithItsAttributes) {
+  constexpr int kParts = 2500;
+  UDMItemPtr assembly = Make(kClassPart, "frame");
+  for (int i = 0; i < kParts; ++i) {
+    UDMItemPtr part = Make(kClassPart, "rivet-" + std::to_string(i));
+    part->SetAttribute("mass", vqVariant(double(i)));
+    assembly->AddChild(part, "parts");
+  }
+  assembly->Persist("", GDM_RECURSE_ALL, -1, false, true);
+  const UDMUID uid = assembly->GetUID();
+  assembly.reset();
+
+  boost::shared_ptr<IUDMSession> other = OpenSession("bob");
+  vqStlVector<UDMItemPtr> children;
+  other->FindItemById(uid, true, "")->GetChildren(children, "parts");
+  ASSERT_EQ(children.size(), std::size_t(kParts));
+  for (std::size_t i = 0; i < children.size(); i += 499) {
+    EXPECT_EQ(children[i]->GetName(), "rivet-" + std::to_string(i));
+    EXPECT_EQ(children[i]->GetAttributeValue("mass"), vqVariant(double(i)));
+  }
+  vqStlVector<UDMItemPtr> found;
+  other->ExecuteQuery(other->CreateQuery("mass >= 0", false, 0), 1, false, found);
+  EXPECT_EQ(found.size(), std::size_t(kParts));
+}
+
 TEST_P(StructureTest, PersistingWithoutRecursionRefusesUnpersistedChildren) {
   UDMItemPtr project = Make(kClassProject, "ship");
   project->AddChild(Make(kClassPart, "hull"), "parts");

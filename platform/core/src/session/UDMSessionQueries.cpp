@@ -89,12 +89,15 @@ vqStlVector<UDMQueryResultEntity> UDMSession::RunQuery(const QueryRun& run, std:
       // then those without it: sorting every match costs more than both.
       rows = SelectPage(*m_store, compile(query::Shape::Rows, query::KeyPart::WithFirstKey), page.first, page.second);
       if (page.second == 0 || rows.size() < page.second) {
-        const std::uint64_t withKey = !rows.empty() || page.first == 0
-                                          ? page.first + rows.size()
-                                          : Count(*m_store, compile(query::Shape::Count, query::KeyPart::WithFirstKey));
+        // Those without the key to pass over: none once the page has begun.
+        std::uint64_t skip = 0;
+        if (rows.empty() && page.first > 0) {
+          const std::uint64_t withKey = Count(*m_store, compile(query::Shape::Count, query::KeyPart::WithFirstKey));
+          skip = page.first > withKey ? page.first - withKey : 0;
+        }
         vqStlVector<UDMQueryResultEntity> rest =
-            SelectPage(*m_store, compile(query::Shape::Rows, query::KeyPart::WithoutFirstKey),
-                       page.first + rows.size() - withKey, page.second == 0 ? 0 : page.second - rows.size());
+            SelectPage(*m_store, compile(query::Shape::Rows, query::KeyPart::WithoutFirstKey), skip,
+                       page.second == 0 ? 0 : page.second - rows.size());
         rows.insert(rows.end(), std::make_move_iterator(rest.begin()), std::make_move_iterator(rest.end()));
       }
     } else {
