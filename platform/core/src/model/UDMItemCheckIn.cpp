@@ -198,7 +198,9 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   // revision of its own (checked-out items).
   const vqString now = UDMSession::Now();
   std::vector<store::RevisionRecord> records(batch.size());
-  std::vector<vqStlMap<vqString, vqVariant>> attributes(batch.size());
+  // A branch's attributes with those recording where it came from; empty for
+  // the others, which store their own.
+  std::vector<vqStlMap<vqString, vqVariant>> branchAttributes(batch.size());
   std::vector<const store::RevisionRecord*> fresh, revised;
   for (std::size_t i = 0; i < batch.size(); ++i) {
     UDMItem& item = *batch[i];
@@ -208,16 +210,16 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     for (const UDMGenericDocument& d : item.m_files) files += d.IsPreviewImage() ? 0 : 1;
     item.CheckFileNumbers(UDM_FUNCSIG, files);
     store::RevisionRecord& r = records[i];
-    attributes[i] = item.m_attributes;
     const bool branch = item.m_branchSource.IsValid();
     if (item.m_isNew) {
       r.uid = item.m_uid;
     } else if (branch) {
       r.uid = UDMUID::Generate(0);
       r.branchFrom = item.m_branchSource.ToString();
-      attributes[i][kSmdBranchfrom] = vqVariant(item.m_branchSource.GetDmUid());
-      attributes[i][kSmdBranchfromver] = vqVariant(static_cast<std::int64_t>(item.m_branchSource.GetRevision()));
-      attributes[i][kSmdBranchedtime] = vqVariant(now);
+      vqStlMap<vqString, vqVariant>& extended = branchAttributes[i] = item.m_attributes;
+      extended[kSmdBranchfrom] = vqVariant(item.m_branchSource.GetDmUid());
+      extended[kSmdBranchfromver] = vqVariant(static_cast<std::int64_t>(item.m_branchSource.GetRevision()));
+      extended[kSmdBranchedtime] = vqVariant(now);
     } else {
       r.uid = item.m_uid.WithRevision(item.GetRevision() + 1);
     }
@@ -230,7 +232,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     r.modifiedBy = session->GetUserName();
     r.modifiedTime = now;
     r.comment = comment;
-    model::SplitColumnAttributes(attributes[i], r.attributes);
+    model::SplitColumnAttributes(branch ? branchAttributes[i] : item.m_attributes, r.attributes);
     (newEntity ? fresh : revised).push_back(&r);
   }
 
@@ -309,7 +311,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     UDMItem& item = *batch[i];
     const UDMUID previous = item.m_uid;
     item.m_uid = records[i].uid;
-    item.m_attributes = attributes[i];
+    if (!branchAttributes[i].empty()) item.m_attributes = std::move(branchAttributes[i]);
     model::ApplyColumnAttributes(records[i], item.m_attributes);
     if (!(previous == item.m_uid)) session->Rekey(previous, batch[i]);
     item.m_isNew = false;
