@@ -128,8 +128,8 @@ std::uint64_t UDMSession::CountMatches(const QueryRun& run) {
     return total;
   }
   const store::SqlDialect& dialect = *store::SqlDialect::ForDriver(m_store->Db().GetDriverName());
-  return Count(*m_store,
-      query::CompileSelect(run.node.get(), run.scope, run.options, nullptr, *m_schema, dialect, query::Shape::Count));
+  return Count(*m_store, query::CompileSelect(run.node.get(), run.scope, run.options, nullptr, *m_schema, dialect,
+                                              query::Shape::Count));
 }
 
 void UDMSession::AddContent(vqStlVector<UDMQueryResultEntity>& rows) {
