@@ -74,7 +74,43 @@ vqVariant ColumnValue(sqlite3_stmt* statement, int column) {
   }
 }
 
+// The current row of a stepped statement.
+class SqliteRow final : public DbRow {
+ public:
+  explicit SqliteRow(sqlite3_stmt* statement) : m_statement(statement) {}
+
+  bool IsNull(std::size_t column) const override {
+    return sqlite3_column_type(m_statement, static_cast<int>(column)) == SQLITE_NULL;
+  }
+  std::int64_t GetInt64(std::size_t column) const override {
+    return sqlite3_column_int64(m_statement, static_cast<int>(column));
+  }
+  std::string_view GetText(std::size_t column) const override {
+    // Blob first, as in ColumnValue: the bytes as stored, no conversion.
+    const void* bytes = sqlite3_column_blob(m_statement, static_cast<int>(column));
+    const int size = sqlite3_column_bytes(m_statement, static_cast<int>(column));
+    return size > 0 ? std::string_view(static_cast<const char*>(bytes), static_cast<std::size_t>(size))
+                    : std::string_view();
+  }
+  vqVariant GetValue(std::size_t column) const override { return ColumnValue(m_statement, static_cast<int>(column)); }
+
+ private:
+  sqlite3_stmt* m_statement;
+};
+
 }  // namespace
+
+DbStatus SqliteStatement::QueryEach(const std::function<void(const DbRow&)>& onRow) {
+  // Reset however the reading ends, so the statement holds no read lock.
+  struct Reset {
+    sqlite3_stmt* statement;
+    ~Reset() { sqlite3_reset(statement); }
+  } reset{m_statement};
+  const SqliteRow row(m_statement);
+  int rc;
+  while ((rc = sqlite3_step(m_statement)) == SQLITE_ROW) onRow(row);
+  return rc == SQLITE_DONE ? DbStatus() : Failed(rc, "query");
+}
 
 DbStatus SqliteStatement::Query(ResultSet& out) {
   out.Clear();

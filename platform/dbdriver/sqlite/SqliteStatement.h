@@ -18,6 +18,7 @@ class SqliteStatement final : public iDbStatement {
   DbStatus BindBlob(int index, const void* data, std::size_t size) override;
   DbStatus Execute(std::int64_t* rowsAffected) override;
   DbStatus Query(ResultSet& out) override;
+  DbStatus QueryEach(const std::function<void(const DbRow&)>& onRow) override;
 
  private:
   DbStatus Failed(int rc, const char* what) const;

@@ -13,6 +13,14 @@ DbStatus iDbStatement::BindAll(const vqStlVector<vqVariant>& values) {
   return DbStatus();
 }
 
+DbStatus iDbStatement::QueryEach(const std::function<void(const DbRow&)>& onRow) {
+  ResultSet rows;
+  const DbStatus status = Query(rows);
+  if (!status) return status;
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) onRow(ResultSetRow(rows, i));
+  return status;
+}
+
 namespace {
 DbStatus NoNotifications(const iDbDriver& driver) {
   return DbStatus::Failure(DbMisuse, "the " + driver.GetDriverName() + " driver has no notifications");

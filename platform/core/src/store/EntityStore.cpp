@@ -8,6 +8,7 @@
 #include <vqkudmrt/UDMException.h>
 
 #include "RecordColumns.h"
+#include "RecordReader.h"
 
 namespace vqkudm::store {
 
@@ -315,88 +316,50 @@ bool EntityStore::EntityExists(const vqString& dmid) {
   return !Query("SELECT 1 FROM udm_entity WHERE dmid = ?", {dmid}).IsEmpty();
 }
 
-void EntityStore::ReadRecords(vqlm::ResultSet rows, std::vector<LinkedRecord>* linked,
-                              std::vector<RevisionRecord>* records) {
-  // Columns 0-2: group, level (or position) and uses; then UDM_RECORD_COLUMNS.
-  // The rows of one record are consecutive and share columns 0, 1 and the uid.
-  // Texts are moved out of the rows: each is read once.
-  auto sameRecord = [&](std::size_t i) {
-    return rows.GetValue(i, 10) == rows.GetValue(i - 1, 10) && rows.GetValue(i, 1) == rows.GetValue(i - 1, 1) &&
-           rows.GetValue(i, 0) == rows.GetValue(i - 1, 0);
-  };
-  std::size_t count = rows.IsEmpty() ? 0 : 1;
-  std::vector<bool> starts(rows.GetRowCount(), true);
-  for (std::size_t i = 1; i < rows.GetRowCount(); ++i) {
-    starts[i] = !sameRecord(i);
-    count += starts[i] ? 1 : 0;
-  }
-  if (linked) linked->reserve(count);
-  if (records) records->reserve(count);
-  RevisionRecord* r = nullptr;
-  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) {
-    auto text = [&](std::size_t column) { return rows.At(i, column).TakeString(); };
-    auto number = [&](std::size_t column) { return static_cast<int>(ToInt64(rows.GetValue(i, column))); };
-    if (starts[i]) {
-      if (linked) {
-        LinkedRecord& one = linked->emplace_back();
-        one.level = number(1);
-        one.uses = number(2);
-        one.group = text(0);
-        r = &one.record;
-      } else {
-        r = &records->emplace_back();
-      }
-      r->uid = UDMUID(text(10));
-      r->cdef = text(4);
-      r->className = text(5);
-      r->latestRevision = number(6);
-      r->deleted = number(7) != 0;
-      r->createdBy = text(8);
-      r->createdTime = text(9);
-      r->name = text(11);
-      r->modifiedBy = text(12);
-      r->modifiedTime = text(13);
-      r->comment = text(14);
-      r->branchFrom = text(19);
-    }
-    if (!rows.GetValue(i, 15).IsEmpty()) {
-      r->attributes.emplace_back(
-          text(15), DecodeAttribute(ToInt64(rows.GetValue(i, 16)), std::move(rows.At(i, 17)), rows.GetValue(i, 18)));
-    }
-  }
+void EntityStore::QueryEach(vqlm::iDbStatement& statement, const vqStlVector<vqVariant>& params,
+                            const std::function<void(const vqlm::DbRow&)>& onRow) {
+  vqlm::DbStatus status = statement.BindAll(params);
+  if (status) status = statement.QueryEach(onRow);
+  if (!status) Fail("repository query failed", status);
 }
 
-std::vector<LinkedRecord> EntityStore::ReadLinkedRecords(vqlm::ResultSet rows) {
+std::vector<LinkedRecord> EntityStore::QueryLinkedRecords(const char* sql, const vqStlVector<vqVariant>& params) {
   std::vector<LinkedRecord> linked;
-  ReadRecords(std::move(rows), &linked, nullptr);
+  RecordReader reader(&linked, nullptr);
+  QueryEach(*Statement(sql), params, [&](const vqlm::DbRow& row) { reader.Add(row); });
   return linked;
 }
 
-std::vector<RevisionRecord> EntityStore::ReadRevisionRecords(vqlm::ResultSet rows) {
+std::vector<RevisionRecord> EntityStore::QueryRevisionRecords(vqlm::iDbStatement& statement,
+                                                              const vqStlVector<vqVariant>& params) {
   std::vector<RevisionRecord> records;
-  ReadRecords(std::move(rows), nullptr, &records);
+  RecordReader reader(nullptr, &records);
+  QueryEach(statement, params, [&](const vqlm::DbRow& row) { reader.Add(row); });
   return records;
 }
 
 std::vector<RevisionRecord> EntityStore::SelectRecords(const vqString& sql, const vqStlVector<vqVariant>& params) {
-  return ReadRevisionRecords(Select(sql, params));
+  return QueryRevisionRecords(BuiltStatement(sql), params);
 }
 
 std::vector<RevisionRecord> EntityStore::LoadRevisions(const std::vector<vqString>& uids) {
-  return ReadRevisionRecords(SelectIn(
+  const vqlm::ResultSet rows = SelectIn(
       "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
       " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
       " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.state = 0 AND r.uid IN",
-      uids, " ORDER BY r.uid, a.name"));
+      uids, " ORDER BY r.uid, a.name");
+  std::vector<RevisionRecord> records;
+  RecordReader reader(nullptr, &records);
+  for (std::size_t i = 0; i < rows.GetRowCount(); ++i) reader.Add(vqlm::ResultSetRow(rows, i));
+  return records;
 }
 
 std::vector<RevisionRecord> EntityStore::GetRevisionRecords(const vqString& dmid) {
-  return ReadRevisionRecords(Query(
-      "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
-      " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0"
-      " LEFT JOIN udm_attribute a ON a.uid = r.uid"
-      " WHERE e.dmid = ? ORDER BY r.revision, a.name",
-      {dmid}));
+  return QueryRevisionRecords(*Statement("SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
+                                         " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0"
+                                         " LEFT JOIN udm_attribute a ON a.uid = r.uid"
+                                         " WHERE e.dmid = ? ORDER BY r.revision, a.name"),
+                              {dmid});
 }
 
 bool EntityStore::GetLatestRevision(const vqString& dmid, int& revision) {

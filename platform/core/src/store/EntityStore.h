@@ -311,10 +311,13 @@ class EntityStore {
   std::int64_t Execute(const char* sql, const vqStlVector<vqVariant>& params);
   void ReplaceTargets(const char* table, const char* ownerColumn, const char* targetColumn, bool named,
                       const vqString& ownerDmid, const std::vector<TargetRecord>& targets, int revision);
-  // The records of rows of UDM_RECORD_COLUMNS, into whichever list is given.
-  void ReadRecords(vqlm::ResultSet rows, std::vector<LinkedRecord>* linked, std::vector<RevisionRecord>* records);
-  std::vector<LinkedRecord> ReadLinkedRecords(vqlm::ResultSet rows);
-  std::vector<RevisionRecord> ReadRevisionRecords(vqlm::ResultSet rows);
+  // Runs `statement` with `params`, handing each row to `onRow` as it is read.
+  void QueryEach(vqlm::iDbStatement& statement, const vqStlVector<vqVariant>& params,
+                 const std::function<void(const vqlm::DbRow&)>& onRow);
+  // The records of a statement of RecordColumns.h.
+  std::vector<LinkedRecord> QueryLinkedRecords(const char* sql, const vqStlVector<vqVariant>& params);
+  std::vector<RevisionRecord> QueryRevisionRecords(vqlm::iDbStatement& statement,
+                                                   const vqStlVector<vqVariant>& params);
   void BulkInsert(const char* table, const vqStlVector<vqString>& columns,
                   const std::vector<vqStlVector<vqVariant>>& rows);
 

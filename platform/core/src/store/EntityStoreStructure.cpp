@@ -111,12 +111,12 @@ std::vector<LinkRecord> EntityStore::GetChildrenAt(const vqString& parentDmid, i
 
 std::vector<LinkedRecord> EntityStore::GetChildRecordsAt(const vqString& parentDmid, int revision,
                                                          const vqString& group) {
-  return ReadLinkedRecords(Query(
+  return QueryLinkedRecords(
       "SELECT l.grp, l.position, 1," UDM_RECORD_COLUMNS
       " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid" UDM_RECORD_JOINS
       " WHERE l.parent_dmid = ? AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)"
       " AND (? = '' OR l.grp = ?) ORDER BY l.grp, l.position",
-      {parentDmid, vqVariant(revision), vqVariant(revision), group, group}));
+      {parentDmid, vqVariant(revision), vqVariant(revision), group, group});
 }
 
 std::vector<LinkedRecord> EntityStore::GetAncestorRecords(const vqString& childDmid, int maxLevel) {
@@ -124,7 +124,7 @@ std::vector<LinkedRecord> EntityStore::GetAncestorRecords(const vqString& childD
   // UNION ALL, so shared sub-structures do not multiply the walk). A parent
   // one level above an entity of `up` uses it through the links between
   // them; counting those per parent gives its uses of the level below.
-  return ReadLinkedRecords(Query(
+  return QueryLinkedRecords(
       "WITH RECURSIVE up (dmid, level) AS ("
       "  SELECT CAST(? AS TEXT), 0"
       "  UNION"
@@ -137,7 +137,7 @@ std::vector<LinkedRecord> EntityStore::GetAncestorRecords(const vqString& childD
       " SELECT u.grp, u.level, u.uses," UDM_RECORD_COLUMNS
       " FROM used u JOIN udm_entity e ON e.dmid = u.dmid" UDM_RECORD_JOINS
       " ORDER BY u.level, e.dmid, u.grp",
-      {childDmid, vqVariant(maxLevel), vqVariant(maxLevel), vqVariant(maxLevel), vqVariant(maxLevel)}));
+      {childDmid, vqVariant(maxLevel), vqVariant(maxLevel), vqVariant(maxLevel), vqVariant(maxLevel)});
 }
 
 std::vector<std::pair<vqString, vqString>> EntityStore::GetParentLinks(const std::vector<vqString>& childDmids) {

@@ -1,8 +1,8 @@
 #pragma once
 
 // The columns and joins that read an entity with its latest revision and one
-// attribute per row, for EntityStore::ReadLinkedRecords. A statement selects
-// two leading columns (a group and a number) before them.
+// attribute per row, for RecordReader. A statement selects three leading
+// columns (a group, a number and a count) before them.
 
 #define UDM_RECORD_COLUMNS                                                                     \
   " e.dmid, e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time,"          \

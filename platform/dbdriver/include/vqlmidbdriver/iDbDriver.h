@@ -12,9 +12,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
+#include <vqlmidbdriver/DbRow.h>
 #include <vqlmidbdriver/DbStatus.h>
 #include <vqlmidbdriver/ResultSet.h>
 #include <vqlmidbdriver/vqlmidbdriverApi.h>
@@ -43,6 +45,9 @@ class VQLMIDBDRIVER_API iDbStatement {
   virtual DbStatus Execute(std::int64_t* rowsAffected = nullptr) = 0;
   // Runs a query and collects all its rows into `out` (cleared first).
   virtual DbStatus Query(ResultSet& out) = 0;
+  // Runs a query and hands `onRow` each row as it is read. An exception
+  // from `onRow` ends the query and passes on.
+  virtual DbStatus QueryEach(const std::function<void(const DbRow&)>& onRow);
 
   // Binds `values` to parameters 1..n.
   DbStatus BindAll(const vqStlVector<vqVariant>& values);
