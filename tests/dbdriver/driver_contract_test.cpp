@@ -4,6 +4,8 @@
 
 #include "driver_fixture.h"
 
+#include <stdexcept>
+
 using namespace vqlm;
 
 INSTANTIATE_TEST_SUITE_P(Drivers, DriverTest, ::testing::Values("sqlite", "postgres"));
@@ -32,6 +34,43 @@ TEST_P(DriverTest, ValuesRoundTripThroughBoundParametersWithTheirTypes) {
   EXPECT_EQ(*rows.GetValue(0, "b").GetString(), bytes);
   EXPECT_TRUE(rows.GetValue(0, "n").IsEmpty()) << "NULL comes back empty";
   EXPECT_TRUE(rows.GetValue(0, "no_such_column").IsEmpty());
+}
+
+TEST_P(DriverTest, RowsReadOneByOneHoldWhatTheResultSetHolds) {
+  Exec("CREATE TABLE t (i BIGINT, r DOUBLE PRECISION, s TEXT, n TEXT)");
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(m_db->ExecSqlStatement("INSERT INTO t VALUES (?, ?, ?, NULL)",
+                                       {vqVariant(std::int64_t(i) << 40), vqVariant(i + 0.5),
+                                        vqVariant("text " + std::to_string(i))}));
+  }
+  std::unique_ptr<iDbStatement> select;
+  ASSERT_TRUE(m_db->Prepare("SELECT i, r, s, n FROM t ORDER BY i", select));
+  ResultSet all;
+  ASSERT_TRUE(select->Query(all));
+  std::size_t seen = 0;
+  const DbStatus read = select->QueryEach([&](const DbRow& row) {
+    EXPECT_EQ(row.GetInt64(0), *all.GetValue(seen, 0).GetInt64());
+    EXPECT_EQ(row.GetValue(1), all.GetValue(seen, 1));
+    EXPECT_EQ(row.GetText(2), *all.GetValue(seen, 2).GetString());
+    EXPECT_FALSE(row.IsNull(2));
+    EXPECT_TRUE(row.IsNull(3));
+    EXPECT_EQ(row.GetText(3), "");
+    EXPECT_TRUE(row.GetValue(3).IsEmpty());
+    ++seen;
+  });
+  ASSERT_TRUE(read) << read.GetText();
+  EXPECT_EQ(seen, 3u);
+
+  // A reader that gives up ends the query: the statement runs again and the
+  // connection still writes.
+  EXPECT_THROW(select->QueryEach([](const DbRow&) { throw std::runtime_error("enough"); }), std::runtime_error);
+  seen = 0;
+  ASSERT_TRUE(select->QueryEach([&](const DbRow&) { ++seen; }));
+  EXPECT_EQ(seen, 3u);
+  ASSERT_TRUE(m_db->BeginTransaction());
+  ASSERT_TRUE(m_db->ExecSqlStatement("DELETE FROM t"));
+  ASSERT_TRUE(m_db->Commit());
+  EXPECT_EQ(Count("t", m_db.get()), 0);
 }
 
 TEST_P(DriverTest, FailuresComeBackAsStatusesNamingTheCause) {

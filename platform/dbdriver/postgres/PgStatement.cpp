@@ -36,7 +36,8 @@ DbStatus PgStatement::BindBlob(int index, const void* data, std::size_t size) {
   return status;
 }
 
-DbStatus PgStatement::Run(const char* what, ResultSet* out, std::int64_t* rowsAffected) {
+DbStatus PgStatement::Run(const char* what, const std::function<void(const PGresult*)>& onRows,
+                         std::int64_t* rowsAffected) {
   vqString name;
   int count = 0;
   DbStatus status = m_driver.PreparedName(m_sql, name, count);
@@ -50,7 +51,14 @@ DbStatus PgStatement::Run(const char* what, ResultSet* out, std::int64_t* rowsAf
   }
   PGresult* result = PQexecPrepared(m_driver.Connection(), name.c_str(), static_cast<int>(values.size()),
                                     values.data(), lengths.data(), formats.data(), 0);
-  if (result && PQresultStatus(result) == PGRES_TUPLES_OK && out) CollectRows(result, *out);
+  if (result && PQresultStatus(result) == PGRES_TUPLES_OK && onRows) {
+    try {
+      onRows(result);
+    } catch (...) {
+      PQclear(result);
+      throw;
+    }
+  }
   if (result && rowsAffected) *rowsAffected = std::strtoll(PQcmdTuples(result), nullptr, 10);
   return m_driver.Consume(result, vqString(what) + " \"" + m_sql + "\"");
 }
@@ -59,7 +67,44 @@ DbStatus PgStatement::Execute(std::int64_t* rowsAffected) { return Run("execute"
 
 DbStatus PgStatement::Query(ResultSet& out) {
   out.Clear();
-  return Run("query", &out, nullptr);
+  return Run("query", [&](const PGresult* result) { CollectRows(result, out); }, nullptr);
+}
+
+namespace {
+
+// One row of a query's result.
+class PgRow final : public DbRow {
+ public:
+  PgRow(const PGresult* result, int row) : m_result(result), m_row(row) {}
+
+  bool IsNull(std::size_t column) const override { return PQgetisnull(m_result, m_row, Column(column)) != 0; }
+  std::int64_t GetInt64(std::size_t column) const override {
+    std::int64_t value = 0;
+    ResultValue(m_result, m_row, Column(column)).ToInt64(value);
+    return value;
+  }
+  std::string_view GetText(std::size_t column) const override {
+    return std::string_view(PQgetvalue(m_result, m_row, Column(column)),
+                            static_cast<std::size_t>(PQgetlength(m_result, m_row, Column(column))));
+  }
+  vqVariant GetValue(std::size_t column) const override { return ResultValue(m_result, m_row, Column(column)); }
+
+ private:
+  static int Column(std::size_t column) { return static_cast<int>(column); }
+
+  const PGresult* m_result;
+  int m_row;
+};
+
+}  // namespace
+
+DbStatus PgStatement::QueryEach(const std::function<void(const DbRow&)>& onRow) {
+  return Run(
+      "query",
+      [&](const PGresult* result) {
+        for (int r = 0; r < PQntuples(result); ++r) onRow(PgRow(result, r));
+      },
+      nullptr);
 }
 
 void CollectRows(const PGresult* result, ResultSet& out) {

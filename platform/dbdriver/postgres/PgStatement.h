@@ -20,6 +20,7 @@ class PgStatement final : public iDbStatement {
   DbStatus BindBlob(int index, const void* data, std::size_t size) override;
   DbStatus Execute(std::int64_t* rowsAffected) override;
   DbStatus Query(ResultSet& out) override;
+  DbStatus QueryEach(const std::function<void(const DbRow&)>& onRow) override;
 
  private:
   struct Value {
@@ -29,7 +30,8 @@ class PgStatement final : public iDbStatement {
   };
 
   DbStatus CheckIndex(int index) const;
-  DbStatus Run(const char* what, ResultSet* out, std::int64_t* rowsAffected);
+  // `onRows`, when given, reads the rows of a query's result.
+  DbStatus Run(const char* what, const std::function<void(const PGresult*)>& onRows, std::int64_t* rowsAffected);
 
   PgDriver& m_driver;
   vqString m_sql;

@@ -23,7 +23,7 @@ class VQLMIDBDRIVER_API DbRow {
   virtual bool IsNull(std::size_t column) const = 0;
   // 0 for NULL.
   virtual std::int64_t GetInt64(std::size_t column) const = 0;
-  // The bytes of a text or blob column, "" for NULL; valid until the next row.
+  // The text of a text column, "" for NULL; valid until the next row.
   virtual std::string_view GetText(std::size_t column) const = 0;
   // The value as a ResultSet holds it.
   virtual vqVariant GetValue(std::size_t column) const = 0;
