@@ -90,10 +90,6 @@ struct Line {
   std::vector<std::pair<double, double>> values;
 };
 
-// What an item of the runtime is made of, as the baseline reads it: the
-// entity, its revision and one attribute per row.
-// Column of r.uid in RAW_ITEM_COLUMNS.
-constexpr std::size_t kUidColumn = 8;
 
 class SizeRun {
  public:
@@ -213,11 +209,10 @@ std::pair<double, double> SizeRun::MaterialQuery() {
       " LEFT JOIN udm_attribute a ON a.uid = r.uid"
       " WHERE m.name = 'material' AND m.text_value = ? AND e.deleted = 0 AND e.class <> 'UDMRelation'"
       " ORDER BY r.dmid");
-  RawRows rows;
+  RawItems found;
   const double raw = PerOperation(kRounds, 1, kNothing, [&](std::size_t) {
     BindText(query, 1, OnePercentMaterial());
-    m_raw->ReadAll(query, rows);
-    if (CountRuns(rows, kUidColumn) != expected) Wrong("raw material query");
+    if (m_raw->ReadItems(query, 0, found) != expected) Wrong("raw material query");
   });
   return {runtime, raw};
 }
@@ -245,11 +240,10 @@ std::pair<double, double> SizeRun::NamePrefixQuery() {
       // The unary + keeps SQLite from walking every revision in identifier
       // order to spare itself sorting ten rows; the name index finds them.
       " ORDER BY +r.dmid");
-  RawRows rows;
+  RawItems found;
   const double raw = PerOperation(kRounds, kQueries, kNothing, [&](std::size_t) {
     BindText(query, 1, prefix + "*");
-    m_raw->ReadAll(query, rows);
-    if (CountRuns(rows, kUidColumn) != 10) Wrong("raw name query");
+    if (m_raw->ReadItems(query, 0, found) != 10) Wrong("raw name query");
   });
   return {runtime, raw};
 }
@@ -341,13 +335,12 @@ std::pair<double, double> SizeRun::Children() {
       " LEFT JOIN udm_attribute a ON a.uid = r.uid"
       " WHERE l.parent_dmid = ? AND l.grp = 'parts' AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)"
       " ORDER BY l.position");
-  RawRows rows;
+  RawItems uses;
   const double raw = PerOperation(kRounds, kCalls, kNothing, [&](std::size_t) {
     BindText(query, 1, uid.GetDmUid());
     sqlite3_bind_int(query, 2, uid.GetRevision());
     sqlite3_bind_int(query, 3, uid.GetRevision());
-    m_raw->ReadAll(query, rows);
-    if (CountRuns(rows, 0) != RepositoryShape::kFanOut) Wrong("raw children");
+    if (m_raw->ReadItems(query, 2, uses) != RepositoryShape::kFanOut) Wrong("raw children");
   });
   return {runtime, raw};
 }
@@ -373,11 +366,10 @@ std::pair<double, double> SizeRun::WhereUsed() {
   users.clear();
   part.reset();
   sqlite3_stmt* query = m_raw->Prepare(kRawWhereUsed);
-  RawRows rows;
+  RawItems ancestors;
   const double raw = PerOperation(kRounds, kCalls, kNothing, [&](std::size_t) {
     BindText(query, 1, uid.GetDmUid());
-    m_raw->ReadAll(query, rows);
-    if (CountRuns(rows, 3) != levels) Wrong("raw where-used");
+    if (m_raw->ReadItems(query, 3, ancestors) != levels) Wrong("raw where-used");
   });
   return {runtime, raw};
 }

@@ -39,28 +39,64 @@ void RawSqlite::Run(sqlite3_stmt* statement) {
   sqlite3_reset(statement);
 }
 
+namespace {
+
+void ReadCell(sqlite3_stmt* statement, int c, RawCell& cell) {
+  cell.type = sqlite3_column_type(statement, c);
+  switch (cell.type) {
+    case SQLITE_INTEGER: cell.integer = sqlite3_column_int64(statement, c); break;
+    case SQLITE_FLOAT: cell.real = sqlite3_column_double(statement, c); break;
+    case SQLITE_NULL: break;
+    default:
+      cell.text.assign(reinterpret_cast<const char*>(sqlite3_column_text(statement, c)),
+                       static_cast<std::size_t>(sqlite3_column_bytes(statement, c)));
+  }
+}
+
+// Whether column `c` of the current row holds what `cell` holds.
+bool Same(sqlite3_stmt* statement, int c, const RawCell& cell) {
+  if (sqlite3_column_type(statement, c) != cell.type) return false;
+  if (cell.type == SQLITE_INTEGER) return sqlite3_column_int64(statement, c) == cell.integer;
+  if (cell.type != SQLITE_TEXT) return true;
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, c));
+  return cell.text.compare(0, std::string::npos, text, static_cast<std::size_t>(sqlite3_column_bytes(statement, c))) == 0;
+}
+
+}  // namespace
+
 std::size_t RawSqlite::ReadAll(sqlite3_stmt* statement, RawRows& rows) {
   rows.clear();
   const int columns = sqlite3_column_count(statement);
   int rc;
   while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
     std::vector<RawCell>& row = rows.emplace_back(static_cast<std::size_t>(columns));
-    for (int c = 0; c < columns; ++c) {
-      RawCell& cell = row[static_cast<std::size_t>(c)];
-      cell.type = sqlite3_column_type(statement, c);
-      switch (cell.type) {
-        case SQLITE_INTEGER: cell.integer = sqlite3_column_int64(statement, c); break;
-        case SQLITE_FLOAT: cell.real = sqlite3_column_double(statement, c); break;
-        case SQLITE_NULL: break;
-        default:
-          cell.text.assign(reinterpret_cast<const char*>(sqlite3_column_text(statement, c)),
-                           static_cast<std::size_t>(sqlite3_column_bytes(statement, c)));
-      }
-    }
+    for (int c = 0; c < columns; ++c) ReadCell(statement, c, row[static_cast<std::size_t>(c)]);
   }
   if (rc != SQLITE_DONE) Fail(sqlite3_sql(statement));
   sqlite3_reset(statement);
   return rows.size();
+}
+
+std::size_t RawSqlite::ReadItems(sqlite3_stmt* statement, int lead, RawItems& items) {
+  // RAW_ITEM_COLUMNS: thirteen of the item (r.uid the ninth), four of the attribute.
+  constexpr int kItemColumns = 13, kUid = 8;
+  items.clear();
+  int rc;
+  while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
+    bool same = !items.empty() && Same(statement, lead + kUid, items.back().columns[std::size_t(lead + kUid)]);
+    for (int c = 0; same && c < lead; ++c) same = Same(statement, c, items.back().columns[std::size_t(c)]);
+    if (!same) {
+      RawItem& item = items.emplace_back();
+      item.columns.resize(std::size_t(lead + kItemColumns));
+      for (int c = 0; c < lead + kItemColumns; ++c) ReadCell(statement, c, item.columns[std::size_t(c)]);
+    }
+    if (sqlite3_column_type(statement, lead + kItemColumns) == SQLITE_NULL) continue;
+    std::array<RawCell, 4>& attribute = items.back().attributes.emplace_back();
+    for (int c = 0; c < 4; ++c) ReadCell(statement, lead + kItemColumns + c, attribute[std::size_t(c)]);
+  }
+  if (rc != SQLITE_DONE) Fail(sqlite3_sql(statement));
+  sqlite3_reset(statement);
+  return items.size();
 }
 
 std::string RawSqlite::Summary(const char* sql) {
@@ -88,12 +124,3 @@ void BindText(sqlite3_stmt* statement, int index, const std::string& value) {
 }
 
 void BindNull(sqlite3_stmt* statement, int index) { sqlite3_bind_null(statement, index); }
-
-std::size_t CountRuns(const RawRows& rows, std::size_t c) {
-  std::size_t runs = 0;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (i == 0 || rows[i][c].integer != rows[i - 1][c].integer || rows[i][c].text != rows[i - 1][c].text) ++runs;
-  }
-  return runs;
-}
-

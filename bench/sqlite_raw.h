@@ -9,6 +9,7 @@
 
 #include "raw_statements.h"
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -22,6 +23,13 @@ struct RawCell {
 };
 using RawRows = std::vector<std::vector<RawCell>>;
 
+// An item as an application reading items keeps it: the leading columns and
+// its item columns once, and name, type, text and number of each attribute.
+struct RawItem {
+  std::vector<RawCell> columns;
+  std::vector<std::array<RawCell, 4>> attributes;
+};
+using RawItems = std::vector<RawItem>;
 
 class RawSqlite {
  public:
@@ -40,6 +48,10 @@ class RawSqlite {
   // Steps a query to its end keeping every value of every row; returns the
   // number of rows.
   std::size_t ReadAll(sqlite3_stmt* statement, RawRows& rows);
+  // Steps a query of `lead` leading columns and RAW_ITEM_COLUMNS, one
+  // attribute per row, to its end; an item starts where the leading columns
+  // or the revision change. Returns the number of items.
+  std::size_t ReadItems(sqlite3_stmt* statement, int lead, RawItems& items);
   // The rows of `sql` as one text, for comparing two databases.
   std::string Summary(const char* sql);
 
@@ -53,6 +65,3 @@ class RawSqlite {
 // Binding helpers: SQLITE_TRANSIENT, since callers bind temporaries.
 void BindText(sqlite3_stmt* statement, int index, const std::string& value);
 void BindNull(sqlite3_stmt* statement, int index);
-// How many runs of equal values column `c` has: the number of entities (or
-// uses) in rows grouped by them.
-std::size_t CountRuns(const RawRows& rows, std::size_t c);

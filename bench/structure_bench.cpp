@@ -45,17 +45,6 @@ void Describe(UDMItem& item, int i) {
   item.SetAttribute("partnumber", vqVariant("PN-" + std::to_string(i)));
 }
 
-// How many runs of equal values column `c` has: the number of entities (or
-// uses) in rows ordered by them.
-std::size_t Runs(const RawRows& rows, std::size_t c) {
-  std::size_t runs = 0;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (i == 0 || rows[i][c].integer != rows[i - 1][c].integer || rows[i][c].text != rows[i - 1][c].text) ++runs;
-  }
-  return runs;
-}
-
-
 // A part used by 1,000 assemblies on ten levels of 100: each assembly of
 // level 1 uses the part (every fourth one twice), each one above uses three
 // assemblies of the level below, so that all of them reach the part.
@@ -164,11 +153,10 @@ void BM_ParentsFromDB_runtime(benchmark::State& state) {
 
 void BM_WhereUsed_baseline(benchmark::State& state) {
   WhereUsedFixture& f = WhereUsed();
-  RawRows rows;
+  RawItems ancestors;
   for (auto _ : state) {
     sqlite3_bind_text(f.ancestors, 1, f.partDmid.c_str(), -1, SQLITE_STATIC);
-    f.raw->ReadAll(f.ancestors, rows);
-    if (Runs(rows, 3) != WhereUsedFixture::kAncestors) std::abort();
+    if (f.raw->ReadItems(f.ancestors, 3, ancestors) != WhereUsedFixture::kAncestors) std::abort();
   }
 }
 
@@ -281,22 +269,22 @@ void BM_Uses_runtime(benchmark::State& state) {
   }
 }
 
-void RunChildrenBaseline(benchmark::State& state, sqlite3_stmt* statement) {
+// `lead`: the use's columns before RAW_ITEM_COLUMNS.
+void RunChildrenBaseline(benchmark::State& state, sqlite3_stmt* statement, int lead) {
   ChildrenFixture& f = Children();
   const int revision = f.assembly.GetRevision();
-  RawRows rows;
+  RawItems uses;
   for (auto _ : state) {
     sqlite3_bind_text(statement, 1, f.assemblyDmid.c_str(), -1, SQLITE_STATIC);
     sqlite3_bind_text(statement, 2, "parts", -1, SQLITE_STATIC);
     sqlite3_bind_int(statement, 3, revision);
     sqlite3_bind_int(statement, 4, revision);
-    f.raw->ReadAll(statement, rows);
-    if (Runs(rows, 0) != ChildrenFixture::kUses) std::abort();
+    if (f.raw->ReadItems(statement, lead, uses) != ChildrenFixture::kUses) std::abort();
   }
 }
 
-void BM_Children_baseline(benchmark::State& state) { RunChildrenBaseline(state, Children().children); }
-void BM_Uses_baseline(benchmark::State& state) { RunChildrenBaseline(state, Children().uses); }
+void BM_Children_baseline(benchmark::State& state) { RunChildrenBaseline(state, Children().children, 2); }
+void BM_Uses_baseline(benchmark::State& state) { RunChildrenBaseline(state, Children().uses, 4); }
 
 }  // namespace
 
