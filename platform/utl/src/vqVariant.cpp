@@ -82,11 +82,6 @@ bool vqVariant::ToDouble(double& out) const {
   }
 }
 
-vqString vqVariant::TakeString() {
-  if (auto* text = std::get_if<vqString>(&m_value)) return std::move(*text);
-  return ToString();
-}
-
 vqString vqVariant::ToString() const {
   switch (GetType()) {
     case Empty: return vqString();

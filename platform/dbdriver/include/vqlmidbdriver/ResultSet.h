@@ -27,8 +27,6 @@ class VQLMIDBDRIVER_API ResultSet {
 
   const vqStlVector<vqVariant>& GetRow(std::size_t row) const { return m_rows.at(row); }
   const vqVariant& GetValue(std::size_t row, std::size_t column) const { return m_rows.at(row).at(column); }
-  // For readers that go through the rows once and may move the values out.
-  vqVariant& At(std::size_t row, std::size_t column) { return m_rows.at(row).at(column); }
   // Every row's value in `column` as text (NULL as ""), in row order.
   vqStlVector<vqString> GetColumnTexts(std::size_t column) const;
   // The value in the named column; an empty variant when there is no such column.

@@ -53,8 +53,6 @@ class VQUTL_API vqVariant {
   // Text form: "" for empty, "true"/"false", decimal numbers (doubles in their
   // shortest round-trip form), strings as they are, list items joined by ";".
   vqString ToString() const;
-  // ToString, moving a held string out rather than copying it.
-  vqString TakeString();
 
   // Equal when of the same type and value: 1 and 1.0 differ.
   friend bool operator==(const vqVariant& a, const vqVariant& b) { return a.m_value == b.m_value; }
