@@ -10,6 +10,8 @@
 #include <boost/shared_ptr.hpp>
 #include <boost/weak_ptr.hpp>
 
+#include <utility>
+
 #include <vqkudmrt/UDMUID.h>
 #include <vqkudmrt/vqkudmrtApi.h>
 #include <vqutl/vqStl.h>
@@ -27,7 +29,7 @@ class VQKUDMRT_API UDMAbstractBaseEntity
   virtual ~UDMAbstractBaseEntity();
 
   // The identifier of the revision this object holds.
-  UDMUID GetUID() const { return m_uid; }
+  const UDMUID& GetUID() const { return m_uid; }
   const vqString& GetContentDefinitionType() const { return m_cdefType; }
   boost::shared_ptr<UDMContentDefinition> GetContentDefinition() const { return m_cdef; }
   // The owning session; empty once the session is gone.
@@ -75,7 +77,7 @@ class VQKUDMRT_API UDMAbstractBaseEntity
 
   // Refuses changes unless the entity is checked out (new entities are).
   void RequireEditable(const char* signature, const vqString& what) const;
-  void SetSystemAttribute(const vqString& name, const vqVariant& value) { m_attributes[name] = value; }
+  void SetSystemAttribute(const vqString& name, vqVariant value) { m_attributes[name] = std::move(value); }
 
   boost::weak_ptr<UDMSession> m_session;
   boost::shared_ptr<UDMContentDefinition> m_cdef;

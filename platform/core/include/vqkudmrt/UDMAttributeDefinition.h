@@ -3,6 +3,7 @@
 // One attribute of a content definition: its type, constraints and how it is
 // shown. Values are checked and converted here before an entity stores them.
 
+#include <functional>
 #include <memory>
 
 #include <vqkudmrt/vqkudmrtApi.h>
@@ -67,9 +68,9 @@ class VQKUDMRT_API UDMAttributeDefinition {
 
   // The value converted to the attribute's type, when the conversion is
   // exact; an empty value stays empty. Raises UDMException (invalid
-  // argument, ExcSubWrongType) naming `entityText`, the attribute, the value
-  // and the reason otherwise.
-  vqVariant CheckValue(const vqVariant& value, const vqString& entityText) const;
+  // argument, ExcSubWrongType) naming the entity (`describeEntity` is called
+  // only then), the attribute, the value and the reason otherwise.
+  vqVariant CheckValue(const vqVariant& value, const std::function<vqString()>& describeEntity) const;
 
  private:
   struct Pattern;

@@ -54,7 +54,7 @@ class VQKUDMRT_API UDMUID {
   static UDMUID Parse(const vqString& text);
 
  private:
-  void Assign(const vqString& text);
+  void Assign(vqString text);
 
   bool m_valid;
   vqString m_dmUid;

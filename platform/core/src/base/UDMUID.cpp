@@ -43,7 +43,10 @@ class TimeOrderedIdSource {
                   static_cast<unsigned long long>(m_lastMs & 0xFFFFFFFFFFFFull),
                   static_cast<unsigned>(m_randomHigh),
                   static_cast<unsigned long long>(m_randomLow));
-    return vqString(text, UDMUID::kDmUidLength);
+    vqString id;
+    id.reserve(UDMUID::kDmUidLength + 10);  // room for any revision
+    id.append(text, UDMUID::kDmUidLength);
+    return id;
   }
 
  private:
@@ -58,7 +61,7 @@ class TimeOrderedIdSource {
 
 UDMUID::UDMUID() : m_valid(false) {}
 UDMUID::UDMUID(const char* text) : m_valid(false) { Assign(vqString(text)); }
-UDMUID::UDMUID(const vqString& text) : m_valid(false) { Assign(text); }
+UDMUID::UDMUID(const vqString& text) : m_valid(false) { Assign(vqString(text)); }
 UDMUID::UDMUID(const std::string& text) : m_valid(false) { Assign(vqString(text)); }
 UDMUID::UDMUID(const UDMUID& other) = default;
 UDMUID& UDMUID::operator=(const UDMUID& other) = default;
@@ -89,10 +92,10 @@ vqString UDMUID::Validate(const vqString& text) {
   return vqString();
 }
 
-void UDMUID::Assign(const vqString& text) {
-  m_text = text;
+void UDMUID::Assign(vqString text) {
   m_valid = Validate(text).empty();
   m_dmUid = m_valid ? text.substr(0, kDmUidLength) : vqString();
+  m_text = std::move(text);
 }
 
 UDMUID UDMUID::Parse(const vqString& text) {
@@ -114,13 +117,18 @@ int UDMUID::GetRevision() const {
 }
 
 UDMUID UDMUID::WithRevision(int revision) const {
-  if (!m_valid || revision < 0) return UDMUID();
-  return UDMUID(m_dmUid + vqString::FromInt(revision));
+  UDMUID uid;
+  if (m_valid && revision >= 0) uid.Assign(m_dmUid + vqString::FromInt(revision));
+  return uid;
 }
 
 UDMUID UDMUID::Generate(int revision) {
   static TimeOrderedIdSource source;
-  return UDMUID(source.Next() + vqString::FromInt(revision < 0 ? 0 : revision));
+  vqString text = source.Next();
+  text += vqString::FromInt(revision < 0 ? 0 : revision);
+  UDMUID uid;
+  uid.Assign(std::move(text));
+  return uid;
 }
 
 bool operator==(const UDMUID& a, const UDMUID& b) {

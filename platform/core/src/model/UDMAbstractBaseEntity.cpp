@@ -64,8 +64,9 @@ bool UDMAbstractBaseEntity::SetAttribute(const vqString& name, const vqVariant& 
                                  " is maintained by the system",
                              ExcSubGeneral);
   }
-  RequireEditable(UDM_FUNCSIG, "set attribute \"" + name + "\"");
-  vqVariant checked = definition->CheckValue(value, ToString(""));
+  // Its message is built only when it is needed: this is every attribute's path.
+  if (!m_checkedOut) RequireEditable(UDM_FUNCSIG, "set attribute \"" + name + "\"");
+  vqVariant checked = definition->CheckValue(value, [this] { return ToString(""); });
   if (name == kSmdName) {
     const vqString* text = checked.GetString();
     if (!text || text->empty()) {
@@ -79,16 +80,13 @@ bool UDMAbstractBaseEntity::SetAttribute(const vqString& name, const vqVariant& 
                                ExcSubWrongType);
     }
   }
-  if (checked.IsEmpty()) {
-    m_attributes.erase(name);
-  } else {
-    m_attributes[name] = checked;
-  }
+  if (checked.IsEmpty()) m_attributes.erase(name);
+  const vqVariant& stored = checked.IsEmpty() ? checked : (m_attributes[name] = std::move(checked));
   m_modified = true;
   if (m_notify) {
     if (boost::shared_ptr<UDMSession> session = GetSession()) {
       session->Notify(SIGNAL_ATTRIBUTE_SET, boost::dynamic_pointer_cast<UDMItem>(shared_from_this()), name,
-                      checked);
+                      stored);
     }
   }
   return true;

@@ -138,7 +138,7 @@ vqString UDMItem::AddUse(const UDMItemPtr& child, const vqString& group,
   ChildLink use{group, child->m_uid.GetDmUid(), UDMUID::Generate(0).GetDmUid(), m_nextPosition, {}};
   for (const auto& definition : groupDef->GetUseAttributeDefinitions()) {
     if (definition->IsDefaultValueSet()) {
-      use.attributes[definition->GetName()] = definition->CheckValue(vqVariant(definition->GetDefaultValue()), ToString(""));
+      use.attributes[definition->GetName()] = definition->CheckValue(vqVariant(definition->GetDefaultValue()), [this] { return ToString(""); });
     }
   }
   for (const auto& [name, value] : attributes) {
@@ -149,11 +149,11 @@ vqString UDMItem::AddUse(const UDMItemPtr& child, const vqString& group,
                                    "\" declares no use attribute \"" + name + "\"",
                                ExcSubNotFound);
     }
-    const vqVariant checked = definition->CheckValue(value, "a use of " + child->ToString("") + " in " + ToString(""));
+    vqVariant checked = definition->CheckValue(value, [&] { return "a use of " + child->ToString("") + " in " + ToString(""); });
     if (checked.IsEmpty()) {
       use.attributes.erase(name);
     } else {
-      use.attributes[name] = checked;
+      use.attributes[name] = std::move(checked);
     }
   }
   // Another entity of the same name, not another use of the same one.
@@ -175,13 +175,14 @@ vqString UDMItem::AddUse(const UDMItemPtr& child, const vqString& group,
   }
   ++m_nextPosition;
   ++m_useCounts[key];
-  m_childLinks.push_back(use);
+  vqString useId = use.useId;
+  m_childLinks.push_back(std::move(use));
   child->m_pendingParents.push_back(boost::static_pointer_cast<UDMItem>(shared_from_this()));
   m_modified = true;
   UDMItemPtr self = boost::static_pointer_cast<UDMItem>(shared_from_this());
   session->Retain(self);
   session->Notify(SIGNAL_CHILD_ADDED, self, vqString(), vqVariant(), child);
-  return use.useId;
+  return useId;
 }
 
 std::vector<UDMItem::ChildLink>::iterator UDMItem::FindUse(const char* signature, const vqString& useId) {
@@ -256,7 +257,7 @@ void UDMItem::SetUseAttribute(const vqString& useId, const vqString& name, const
                                  name + "\"",
                              ExcSubNotFound);
   }
-  const vqVariant checked = definition->CheckValue(value, "use " + useId + " of " + ToString(""));
+  const vqVariant checked = definition->CheckValue(value, [&] { return "use " + useId + " of " + ToString(""); });
   if (checked.IsEmpty()) {
     use->attributes.erase(name);
   } else {

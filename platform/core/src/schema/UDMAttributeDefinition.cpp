@@ -115,11 +115,12 @@ vqString UDMAttributeDefinition::ToString(const vqString& indent) const {
   return text;
 }
 
-vqVariant UDMAttributeDefinition::CheckValue(const vqVariant& value, const vqString& entityText) const {
+vqVariant UDMAttributeDefinition::CheckValue(const vqVariant& value,
+                                             const std::function<vqString()>& describeEntity) const {
   if (value.IsEmpty()) return value;
   auto refuse = [&](const vqString& reason) -> vqVariant {
     ThrowInvalidArgException(UDM_FUNCSIG,
-                             "cannot set attribute \"" + m_fields.name + "\" of " + entityText + " to \"" +
+                             "cannot set attribute \"" + m_fields.name + "\" of " + describeEntity() + " to \"" +
                                  value.ToString() + "\": " + reason,
                              ExcSubWrongType);
   };
@@ -163,36 +164,38 @@ vqVariant UDMAttributeDefinition::CheckValue(const vqVariant& value, const vqStr
       break;
     }
   }
+  // The texts to check: the text, each text of a list, or a number's text.
+  const vqString* single = converted.GetString();
+  const vqStlVector<vqString>* list = converted.GetStringList();
+  const vqString numberText = single || list ? vqString() : converted.ToString();
+  const vqString* const first = single ? single : list ? list->data() : &numberText;
+  const vqString* const last = first + (list ? list->size() : 1);
   // Every database must take the text as it is, and PostgreSQL takes
   // neither NUL bytes nor invalid UTF-8.
-  const vqStlVector<vqString> texts =
-      converted.GetStringList() ? *converted.GetStringList()
-      : converted.GetString()   ? vqStlVector<vqString>{*converted.GetString()}
-                                : vqStlVector<vqString>{};
-  for (const vqString& item : texts) {
-    const char* fault = item.find('\0') != vqString::npos ? "it holds a NUL byte"
-                        : !item.IsValidUtf8()              ? "it is not valid UTF-8"
-                                                           : nullptr;
+  for (const vqString* item = first; item != last; ++item) {
+    const char* fault = item->find('\0') != vqString::npos ? "it holds a NUL byte"
+                        : !item->IsValidUtf8()              ? "it is not valid UTF-8"
+                                                            : nullptr;
     // Without the value itself: it would cut or spoil the message.
     if (fault) {
       ThrowInvalidArgException(UDM_FUNCSIG,
-                               "cannot set attribute \"" + m_fields.name + "\" of " + entityText + ": " + fault,
+                               "cannot set attribute \"" + m_fields.name + "\" of " + describeEntity() + ": " + fault,
                                ExcSubWrongType);
     }
   }
-  const vqString text = converted.ToString();
   if (!m_fields.validValues.empty()) {
-    const vqStlVector<vqString> items =
-        converted.GetStringList() ? *converted.GetStringList() : vqStlVector<vqString>{text};
-    for (const vqString& item : items) {
-      if (std::find(m_fields.validValues.begin(), m_fields.validValues.end(), item) ==
+    for (const vqString* item = first; item != last; ++item) {
+      if (std::find(m_fields.validValues.begin(), m_fields.validValues.end(), *item) ==
           m_fields.validValues.end()) {
-        return refuse("\"" + item + "\" is not one of " + vqString::Join(m_fields.validValues, ", "));
+        return refuse("\"" + *item + "\" is not one of " + vqString::Join(m_fields.validValues, ", "));
       }
     }
   }
-  if (m_pattern && !std::regex_match(text.str(), m_pattern->regex)) {
-    return refuse("it does not match the pattern " + m_fields.regex);
+  if (m_pattern) {
+    const vqString joined = list ? converted.ToString() : vqString();
+    if (!std::regex_match((list ? joined : *first).str(), m_pattern->regex)) {
+      return refuse("it does not match the pattern " + m_fields.regex);
+    }
   }
   return converted;
 }

@@ -52,7 +52,7 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
     for (const auto& definition : definitions) {
       if (definition->IsDefaultValueSet() && !definition->IsSystem()) {
         item->m_attributes[definition->GetName()] =
-            definition->CheckValue(vqVariant(definition->GetDefaultValue()), item->ToString(""));
+            definition->CheckValue(vqVariant(definition->GetDefaultValue()), [&] { return item->ToString(""); });
       }
     }
     item->SetAttribute(kSmdName, vqVariant(name));
