@@ -76,8 +76,13 @@ TEST(VqString, Utf8ConversionsRefuseInvalidInput) {
   ASSERT_TRUE(vqString::FromWide(wide, back));
   EXPECT_EQ(back, text);
 
+  EXPECT_TRUE(text.IsValidUtf8());
+  EXPECT_TRUE(vqString(std::string("nul \0 inside", 13)).IsValidUtf8());
   EXPECT_FALSE(vqString("bad \xC3").IsValidUtf8());
-  EXPECT_FALSE(vqString("\xC0\xAF").IsValidUtf8());  // overlong '/'
+  EXPECT_FALSE(vqString("\xC0\xAF").IsValidUtf8());          // overlong '/'
+  EXPECT_FALSE(vqString("\xED\xA0\x80").IsValidUtf8());      // a surrogate
+  EXPECT_FALSE(vqString("\xF4\x90\x80\x80").IsValidUtf8());  // past U+10FFFF
+  EXPECT_FALSE(vqString("\x80 lone").IsValidUtf8());
 
   vqString latin;
   ASSERT_TRUE(vqString::FromEncoding("Z\xFCrich", "ISO-8859-1", latin));

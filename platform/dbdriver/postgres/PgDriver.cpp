@@ -200,26 +200,27 @@ DbStatus PgDriver::Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& o
   return status;
 }
 
-DbStatus PgDriver::BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
-                              const std::vector<vqStlVector<vqVariant>>& rows) {
+DbStatus PgDriver::BulkInsertEach(const vqString& table, const vqStlVector<vqString>& columns,
+                                  std::size_t rowCount, const DbRowFiller& fill) {
   const vqString context = "bulk insert into " + table;
-  DbStatus status = CheckBulkRows(table, columns, rows);
-  if (!status || rows.empty()) return status;
-  vqString sql = "COPY " + QuoteSqlIdentifier(table) + " (";
-  for (std::size_t i = 0; i < columns.size(); ++i) sql += (i ? "," : "") + QuoteSqlIdentifier(columns[i]);
-  sql += ") FROM STDIN";
+  vqString target;
+  DbStatus status = BulkTarget(table, columns, target);
+  if (!status || rowCount == 0) return status;
   status = EnsureConnected("bulk insert");
   if (!status) return status;
-  status = Consume(PQexec(m_connection, sql.c_str()), context);
+  status = Consume(PQexec(m_connection, ("COPY " + target + " FROM STDIN").c_str()), context);
   if (!status) return status;
 
   vqString buffer;
   buffer.reserve(kCopyChunk + 4096);
+  std::vector<DbParam> values(columns.size());
   bool sent = true;
-  for (const auto& row : rows) {
-    for (std::size_t c = 0; c < row.size(); ++c) {
+  for (std::size_t r = 0; r < rowCount; ++r) {
+    std::fill(values.begin(), values.end(), DbParam());
+    fill(r, values.data());
+    for (std::size_t c = 0; c < values.size(); ++c) {
       if (c) buffer += '\t';
-      AppendCopyValue(row[c], buffer);
+      AppendCopyValue(values[c], buffer);
     }
     buffer += '\n';
     if (buffer.size() >= kCopyChunk) {

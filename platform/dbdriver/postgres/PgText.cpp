@@ -54,13 +54,19 @@ bool ParameterText(const vqVariant& value, vqString& out) {
   }
 }
 
-void AppendCopyValue(const vqVariant& value, vqString& row) {
-  vqString text;
-  if (!ParameterText(value, text)) {
-    row += "\\N";
-    return;
+void AppendCopyValue(const DbParam& value, vqString& row) {
+  switch (value.kind) {
+    case DbParam::Null: row += "\\N"; return;
+    case DbParam::Integer: {
+      char digits[24];
+      row.append(digits, std::to_chars(digits, digits + sizeof digits, value.integer).ptr);
+      return;
+    }
+    // As a bound parameter travels, so that both ways store the same number.
+    case DbParam::Real: row += vqString::FromDouble(value.real); return;
+    case DbParam::Text: break;
   }
-  for (char c : text) {
+  for (char c : value.text) {
     switch (c) {
       case '\\': row += "\\\\"; break;
       case '\t': row += "\\t"; break;

@@ -3,6 +3,7 @@
 // Text forms exchanged with the server: SQL with "?" placeholders in
 // PostgreSQL's numbered form, parameter values, COPY rows and result values.
 
+#include <vqlmidbdriver/DbParam.h>
 #include <vqutl/vqString.h>
 #include <vqutl/vqVariant.h>
 
@@ -21,7 +22,7 @@ NumberedSql NumberPlaceholders(const vqString& sql);
 bool ParameterText(const vqVariant& value, vqString& out);
 
 // Appends one value to a row of COPY's text format (tab-separated, "\N" for NULL).
-void AppendCopyValue(const vqVariant& value, vqString& row);
+void AppendCopyValue(const DbParam& value, vqString& row);
 
 // A result cell as the driver's value: integers as int64, floating and
 // numeric types as double, bytea as its raw bytes, everything else as text.

@@ -111,22 +111,22 @@ DbStatus SqliteDriver::Prepare(const vqString& sql, std::unique_ptr<iDbStatement
   return DbStatus();
 }
 
-DbStatus SqliteDriver::BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
-                                  const std::vector<vqStlVector<vqVariant>>& rows) {
-  DbStatus status = CheckBulkRows(table, columns, rows);
-  if (!status) return status;
-  vqString sql = "INSERT INTO " + QuoteSqlIdentifier(table) + " (";
+DbStatus SqliteDriver::BulkInsertEach(const vqString& table, const vqStlVector<vqString>& columns,
+                                      std::size_t rowCount, const DbRowFiller& fill) {
+  vqString target;
+  DbStatus status = BulkTarget(table, columns, target);
+  if (!status || rowCount == 0) return status;
   vqString marks;
-  for (std::size_t i = 0; i < columns.size(); ++i) {
-    sql += (i ? "," : "") + QuoteSqlIdentifier(columns[i]);
-    marks += i ? ",?" : "?";
-  }
-  sql += ") VALUES (" + marks + ")";
-  std::unique_ptr<iDbStatement> statement;
-  status = Prepare(sql, statement);
-  for (std::size_t r = 0; status && r < rows.size(); ++r) {
-    status = statement->BindAll(rows[r]);
-    if (status) status = statement->Execute();
+  for (std::size_t i = 0; i < columns.size(); ++i) marks += i ? ",?" : "?";
+  std::unique_ptr<iDbStatement> prepared;
+  status = Prepare("INSERT INTO " + target + " VALUES (" + marks + ")", prepared);
+  auto* statement = static_cast<SqliteStatement*>(prepared.get());
+  std::vector<DbParam> values(columns.size());
+  for (std::size_t r = 0; status && r < rowCount; ++r) {
+    std::fill(values.begin(), values.end(), DbParam());
+    fill(r, values.data());
+    for (std::size_t c = 0; status && c < values.size(); ++c) status = statement->BindView(static_cast<int>(c + 1), values[c]);
+    if (status) status = statement->Execute(nullptr);
   }
   return status;
 }

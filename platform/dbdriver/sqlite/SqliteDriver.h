@@ -28,8 +28,8 @@ class SqliteDriver final : public iDbDriver {
   DbStatus Rollback() override;
   bool IsInTransaction() const override { return m_inTransaction; }
   DbStatus Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) override;
-  DbStatus BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
-                      const std::vector<vqStlVector<vqVariant>>& rows) override;
+  DbStatus BulkInsertEach(const vqString& table, const vqStlVector<vqString>& columns, std::size_t rowCount,
+                          const DbRowFiller& fill) override;
 
   using iDbDriver::ExecSqlQuery;
   using iDbDriver::ExecSqlStatement;

@@ -19,6 +19,8 @@ class SqliteStatement final : public iDbStatement {
   DbStatus Execute(std::int64_t* rowsAffected) override;
   DbStatus Query(ResultSet& out) override;
   DbStatus QueryEach(const std::function<void(const DbRow&)>& onRow) override;
+  // Binds without copying: the text must stay valid until the statement has run.
+  DbStatus BindView(int index, const DbParam& value);
 
  private:
   DbStatus Failed(int rc, const char* what) const;

@@ -22,9 +22,9 @@ bool DbDriverWrapper::IsInTransaction() const { return m_target->IsInTransaction
 DbStatus DbDriverWrapper::Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) {
   return m_target->Prepare(sql, out);
 }
-DbStatus DbDriverWrapper::BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
-                                     const std::vector<vqStlVector<vqVariant>>& rows) {
-  return m_target->BulkInsert(table, columns, rows);
+DbStatus DbDriverWrapper::BulkInsertEach(const vqString& table, const vqStlVector<vqString>& columns,
+                                         std::size_t rowCount, const DbRowFiller& fill) {
+  return m_target->BulkInsertEach(table, columns, rowCount, fill);
 }
 bool DbDriverWrapper::HasNotifications() const { return m_target->HasNotifications(); }
 DbStatus DbDriverWrapper::Listen(const vqString& channel) { return m_target->Listen(channel); }

@@ -11,13 +11,19 @@ vqString QuoteSqlIdentifier(const vqString& name) {
   return quoted + "\"";
 }
 
+DbStatus BulkTarget(const vqString& table, const vqStlVector<vqString>& columns, vqString& out) {
+  if (columns.empty()) return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": no columns");
+  out = QuoteSqlIdentifier(table) + " (";
+  for (std::size_t i = 0; i < columns.size(); ++i) out += (i ? "," : "") + QuoteSqlIdentifier(columns[i]);
+  out += ")";
+  return DbStatus();
+}
+
 DbStatus CheckBulkRows(const vqString& table, const vqStlVector<vqString>& columns,
                        const std::vector<vqStlVector<vqVariant>>& rows) {
-  const vqString context = "bulk insert into " + table;
-  if (columns.empty()) return DbStatus::Failure(DbMisuse, context + ": no columns");
   for (std::size_t r = 0; r < rows.size(); ++r) {
     if (rows[r].size() != columns.size()) {
-      return DbStatus::Failure(DbMisuse, context + ": row " + std::to_string(r) + " has " +
+      return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": row " + std::to_string(r) + " has " +
                                              std::to_string(rows[r].size()) + " values for " +
                                              std::to_string(columns.size()) + " columns");
     }

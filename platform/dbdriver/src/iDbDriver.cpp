@@ -1,5 +1,7 @@
 #include <vqlmidbdriver/iDbDriver.h>
 
+#include <vqlmidbdriver/DbSqlText.h>
+
 namespace vqlm {
 
 iDbStatement::~iDbStatement() = default;
@@ -31,6 +33,29 @@ bool iDbDriver::HasNotifications() const { return false; }
 DbStatus iDbDriver::Listen(const vqString&) { return NoNotifications(*this); }
 DbStatus iDbDriver::Notify(const vqString&, const vqString&) { return NoNotifications(*this); }
 DbStatus iDbDriver::WaitForNotification(int, vqStlVector<vqString>&) { return NoNotifications(*this); }
+
+DbParam DbParam::Of(const vqVariant& value, vqString& scratch) {
+  switch (value.GetType()) {
+    case vqVariant::Empty: return DbParam();
+    case vqVariant::Bool: return Of(std::int64_t(*value.GetBool() ? 1 : 0));
+    case vqVariant::Int: return Of(std::int64_t(*value.GetInt()));
+    case vqVariant::Int64: return Of(*value.GetInt64());
+    case vqVariant::Double: return Of(*value.GetDouble());
+    case vqVariant::String: return Of(std::string_view(*value.GetString()));
+    case vqVariant::StringList: scratch = value.ToString(); return Of(std::string_view(scratch));
+  }
+  return DbParam();
+}
+
+DbStatus iDbDriver::BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
+                               const std::vector<vqStlVector<vqVariant>>& rows) {
+  const DbStatus status = CheckBulkRows(table, columns, rows);
+  if (!status) return status;
+  std::vector<vqString> scratch(columns.size());
+  return BulkInsertEach(table, columns, rows.size(), [&](std::size_t row, DbParam* values) {
+    for (std::size_t c = 0; c < columns.size(); ++c) values[c] = DbParam::Of(rows[row][c], scratch[c]);
+  });
+}
 
 DbStatus iDbDriver::ExecSqlQuery(const vqString& sql, const vqStlVector<vqVariant>& params,
                                  ResultSet& out) {

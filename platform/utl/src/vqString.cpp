@@ -8,6 +8,7 @@
 
 #include <boost/locale/encoding.hpp>
 #include <boost/locale/encoding_utf.hpp>
+#include <boost/locale/utf.hpp>
 
 namespace {
 
@@ -103,8 +104,14 @@ vqString vqString::Join(const vqStlVector<vqString>& parts, const vqString& sepa
 }
 
 bool vqString::IsValidUtf8() const {
-  std::wstring ignored;
-  return ToWide(ignored);
+  // Decoding in place: every value set on an item is checked, and a
+  // conversion would allocate a wide copy of each.
+  using Utf8 = boost::locale::utf::utf_traits<char>;
+  for (const_iterator p = begin(); p != end();) {
+    const boost::locale::utf::code_point c = Utf8::decode(p, end());
+    if (c == boost::locale::utf::illegal || c == boost::locale::utf::incomplete) return false;
+  }
+  return true;
 }
 
 bool vqString::ToWide(std::wstring& out) const {

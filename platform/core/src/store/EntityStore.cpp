@@ -60,32 +60,46 @@ std::int64_t ToInt64(const vqVariant& value) {
   return number;
 }
 
-void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text, vqVariant& number) {
+void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqlm::DbParam& text, vqlm::DbParam& number,
+                     vqString& scratch) {
   type = value.GetType();
-  text = vqVariant();
-  number = vqVariant();
+  text = vqlm::DbParam();
+  number = vqlm::DbParam();
   switch (value.GetType()) {
     case vqVariant::Empty: break;
     case vqVariant::Bool:
-      text = value.ToString();
-      number = vqVariant(*value.GetBool() ? 1.0 : 0.0);
+      scratch = value.ToString();
+      text = vqlm::DbParam::Of(std::string_view(scratch));
+      number = vqlm::DbParam::Of(*value.GetBool() ? 1.0 : 0.0);
       break;
     case vqVariant::Int:
     case vqVariant::Int64:
     case vqVariant::Double: {
-      text = value.ToString();
+      scratch = value.ToString();
+      text = vqlm::DbParam::Of(std::string_view(scratch));
       double real = 0;
       // Past 2^53 the number only orders; the text keeps the exact value.
       if (!value.ToDouble(real)) real = static_cast<double>(*value.GetInt64());
-      number = vqVariant(real);
+      number = vqlm::DbParam::Of(real);
       break;
     }
-    case vqVariant::String: text = value; break;
+    case vqVariant::String: text = vqlm::DbParam::Of(std::string_view(*value.GetString())); break;
     case vqVariant::StringList:
       // NULL for no items, so that one empty item reads back as such.
-      if (!value.GetStringList()->empty()) text = EncodeList(*value.GetStringList());
+      if (!value.GetStringList()->empty()) {
+        scratch = EncodeList(*value.GetStringList());
+        text = vqlm::DbParam::Of(std::string_view(scratch));
+      }
       break;
   }
+}
+
+void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text, vqVariant& number) {
+  vqlm::DbParam textColumn, numberColumn;
+  vqString scratch;
+  EncodeAttribute(value, type, textColumn, numberColumn, scratch);
+  text = textColumn.kind == vqlm::DbParam::Text ? vqVariant(vqString(textColumn.text)) : vqVariant();
+  number = numberColumn.kind == vqlm::DbParam::Real ? vqVariant(numberColumn.real) : vqVariant();
 }
 
 vqVariant DecodeAttribute(std::int64_t type, const vqVariant& text, const vqVariant& number) {
@@ -187,23 +201,28 @@ void EntityStore::BulkInsert(const char* table, const vqStlVector<vqString>& col
   if (!status) Fail(vqString("cannot write ") + table, status);
 }
 
+void EntityStore::BulkInsertEach(const char* table, const vqStlVector<vqString>& columns, std::size_t rowCount,
+                                 const vqlm::DbRowFiller& fill) {
+  const vqlm::DbStatus status = m_db->BulkInsertEach(table, columns, rowCount, fill);
+  if (!status) Fail(vqString("cannot write ") + table, status);
+}
+
 void EntityStore::InsertNewEntities(const std::vector<const RevisionRecord*>& records) {
-  std::vector<vqStlVector<vqVariant>> entities;
-  for (std::size_t from = 0; from < records.size(); from += kRowChunk) {
-    const std::vector<const RevisionRecord*> chunk(
-        records.begin() + static_cast<std::ptrdiff_t>(from),
-        records.begin() + static_cast<std::ptrdiff_t>(std::min(records.size(), from + kRowChunk)));
-    entities.clear();
-    for (const RevisionRecord* r : chunk) {
-      entities.push_back({r->uid.GetDmUid(), r->cdef, r->className, vqVariant(r->uid.GetRevision()),
-                          vqVariant(0), r->createdBy, r->createdTime,
-                          r->branchFrom.empty() ? vqVariant() : vqVariant(r->branchFrom)});
-    }
-    BulkInsert("udm_entity",
-               {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time", "branch_from"},
-               entities);
-    InsertRevisions(chunk);
-  }
+  using vqlm::DbParam;
+  BulkInsertEach("udm_entity",
+                 {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time", "branch_from"},
+                 records.size(), [&](std::size_t i, DbParam* row) {
+                   const RevisionRecord& r = *records[i];
+                   row[0] = DbParam::Of(std::string_view(r.uid.GetDmUid()));
+                   row[1] = DbParam::Of(std::string_view(r.cdef));
+                   row[2] = DbParam::Of(std::string_view(r.className));
+                   row[3] = DbParam::Of(std::int64_t(r.uid.GetRevision()));
+                   row[4] = DbParam::Of(std::int64_t(0));
+                   row[5] = DbParam::Of(std::string_view(r.createdBy));
+                   row[6] = DbParam::Of(std::string_view(r.createdTime));
+                   row[7] = DbParam::TextOrNull(r.branchFrom);
+                 });
+  InsertRevisions(records);
 }
 
 bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
@@ -392,6 +411,7 @@ std::int64_t EntityStore::CountDeletedContents() {
 
 void EntityStore::InsertReferences(const vqString& sourceDmid, const std::vector<TargetRecord>& targets,
                                    int fromRevision) {
+  if (targets.empty()) return;
   std::vector<vqStlVector<vqVariant>> rows;
   for (const TargetRecord& t : targets) rows.push_back({sourceDmid, t.name, t.targetDmid, vqVariant(fromRevision)});
   BulkInsert("udm_reference", {"source_dmid", "name", "target_dmid", "from_rev"}, rows);
@@ -399,6 +419,7 @@ void EntityStore::InsertReferences(const vqString& sourceDmid, const std::vector
 
 void EntityStore::InsertClassifications(const vqString& itemDmid, const std::vector<TargetRecord>& categories,
                                         int fromRevision) {
+  if (categories.empty()) return;
   std::vector<vqStlVector<vqVariant>> rows;
   for (const TargetRecord& c : categories) rows.push_back({itemDmid, c.targetDmid, vqVariant(fromRevision)});
   BulkInsert("udm_classified", {"item_dmid", "category_dmid", "from_rev"}, rows);
@@ -521,17 +542,22 @@ std::vector<DraftRecord> EntityStore::GetDrafts(const vqString& holder) {
 void EntityStore::AppendChange(const ChangeLogEntry& entry) { AppendChanges({entry}); }
 
 void EntityStore::AppendChanges(const std::vector<ChangeLogEntry>& entries) {
+  using vqlm::DbParam;
   if (entries.empty()) return;
-  auto text = [](const vqString& value) { return value.empty() ? vqVariant() : vqVariant(value); };
-  std::vector<vqStlVector<vqVariant>> rows;
-  rows.reserve(entries.size());
-  for (const ChangeLogEntry& e : entries) {
-    rows.push_back({e.sessionId, vqVariant(e.op), text(e.uid), text(e.url), text(e.attributeName),
-                    text(e.attributeValue), text(e.childUid), e.time});
-  }
   if (!m_dialect.changeLogLock.empty()) Query(m_dialect.changeLogLock.c_str(), {});
-  BulkInsert("udm_change",
-             {"session_id", "op", "uid", "url", "attr_name", "attr_value", "child_uid", "change_time"}, rows);
+  BulkInsertEach("udm_change",
+                 {"session_id", "op", "uid", "url", "attr_name", "attr_value", "child_uid", "change_time"},
+                 entries.size(), [&](std::size_t i, DbParam* row) {
+                   const ChangeLogEntry& e = entries[i];
+                   row[0] = DbParam::Of(std::string_view(e.sessionId));
+                   row[1] = DbParam::Of(std::int64_t(e.op));
+                   row[2] = DbParam::TextOrNull(e.uid);
+                   row[3] = DbParam::TextOrNull(e.url);
+                   row[4] = DbParam::TextOrNull(e.attributeName);
+                   row[5] = DbParam::TextOrNull(e.attributeValue);
+                   row[6] = DbParam::TextOrNull(e.childUid);
+                   row[7] = DbParam::Of(std::string_view(e.time));
+                 });
   if (m_db->HasNotifications()) {
     const vqlm::DbStatus status = m_db->Notify(kChangeChannel, entries.front().sessionId);
     if (!status) Fail("cannot signal a change", status);

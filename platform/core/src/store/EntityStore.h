@@ -300,9 +300,6 @@ class EntityStore {
   void Begin(const vqString& what);
   void Commit(const vqString& what);
   void RollbackQuietly();
-  // Rows of a large check-in are written this many records at a time, so
-  // that they are never all in memory at once next to the records.
-  static constexpr std::size_t kRowChunk = 1000;
 
   std::unique_ptr<vqlm::iDbStatement>& Statement(const char* sql);
   vqlm::iDbStatement& BuiltStatement(const vqString& sql);
@@ -320,6 +317,8 @@ class EntityStore {
                                                    const vqStlVector<vqVariant>& params);
   void BulkInsert(const char* table, const vqStlVector<vqString>& columns,
                   const std::vector<vqStlVector<vqVariant>>& rows);
+  void BulkInsertEach(const char* table, const vqStlVector<vqString>& columns, std::size_t rowCount,
+                      const vqlm::DbRowFiller& fill);
 
   std::shared_ptr<vqlm::iDbDriver> m_db;
   const SqlDialect& m_dialect;
@@ -331,6 +330,9 @@ class EntityStore {
 };
 
 // Attribute values are stored with their type so they read back as written.
+// The text views the value, or `scratch` where it has to be made.
+void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqlm::DbParam& text, vqlm::DbParam& number,
+                     vqString& scratch);
 void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text, vqVariant& number);
 vqVariant DecodeAttribute(std::int64_t type, const vqVariant& text, const vqVariant& number);
 // The same, moving a stored text into the value.

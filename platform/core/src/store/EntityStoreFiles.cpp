@@ -5,6 +5,7 @@
 namespace vqkudm::store {
 
 void EntityStore::InsertFiles(const UDMUID& uid, const std::vector<FileRecord>& files) {
+  if (files.empty()) return;
   std::vector<vqStlVector<vqVariant>> rows;
   rows.reserve(files.size());
   std::int64_t position = 0;

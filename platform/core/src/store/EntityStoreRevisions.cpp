@@ -47,25 +47,37 @@ void EntityStore::RaiseLatestRevision(const vqString& dmid, int revision) {
 }
 
 void EntityStore::InsertRevisions(const std::vector<const RevisionRecord*>& records) {
-  std::vector<vqStlVector<vqVariant>> revisions, attributes;
-  for (std::size_t from = 0; from < records.size(); from += kRowChunk) {
-    revisions.clear();
-    attributes.clear();
-    for (std::size_t i = from; i < std::min(records.size(), from + kRowChunk); ++i) {
-      const RevisionRecord* r = records[i];
-      revisions.push_back({r->uid.ToString(), r->uid.GetDmUid(), vqVariant(r->uid.GetRevision()), r->name,
-                           r->modifiedBy, r->modifiedTime, r->comment});
-      for (const auto& [name, value] : r->attributes) {
-        std::int64_t type;
-        vqVariant text, number;
-        EncodeAttribute(value, type, text, number);
-        attributes.push_back({r->uid.ToString(), name, vqVariant(type), std::move(text), std::move(number)});
-      }
-    }
-    BulkInsert("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
-               revisions);
-    BulkInsert("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes);
-  }
+  using vqlm::DbParam;
+  BulkInsertEach("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
+                 records.size(), [&](std::size_t i, DbParam* row) {
+                   const RevisionRecord& r = *records[i];
+                   row[0] = DbParam::Of(std::string_view(r.uid.ToString()));
+                   row[1] = DbParam::Of(std::string_view(r.uid.GetDmUid()));
+                   row[2] = DbParam::Of(std::int64_t(r.uid.GetRevision()));
+                   row[3] = DbParam::Of(std::string_view(r.name));
+                   row[4] = DbParam::Of(std::string_view(r.modifiedBy));
+                   row[5] = DbParam::Of(std::string_view(r.modifiedTime));
+                   row[6] = DbParam::Of(std::string_view(r.comment));
+                 });
+  std::size_t attributes = 0;
+  for (const RevisionRecord* r : records) attributes += r->attributes.size();
+  // Rows are asked for in order: the next attribute, of this record or of the next with any.
+  std::size_t record = 0, attribute = 0;
+  vqString scratch;
+  BulkInsertEach("udm_attribute", {"uid", "name", "type", "text_value", "num_value"}, attributes,
+                 [&](std::size_t, DbParam* row) {
+                   while (attribute == records[record]->attributes.size()) {
+                     ++record;
+                     attribute = 0;
+                   }
+                   const RevisionRecord& r = *records[record];
+                   const auto& [name, value] = r.attributes[attribute++];
+                   std::int64_t type;
+                   EncodeAttribute(value, type, row[3], row[4], scratch);
+                   row[0] = DbParam::Of(std::string_view(r.uid.ToString()));
+                   row[1] = DbParam::Of(std::string_view(name));
+                   row[2] = DbParam::Of(type);
+                 });
 }
 
 void EntityStore::ReplaceTargets(const char* table, const char* ownerColumn, const char* targetColumn,

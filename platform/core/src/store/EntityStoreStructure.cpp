@@ -16,9 +16,9 @@ namespace {
 
 using nlohmann::json;
 
-// Use attributes as one text column: {"name": [type, text, number]}.
-vqVariant EncodeUseAttributes(const vqStlMap<vqString, vqVariant>& attributes) {
-  if (attributes.empty()) return vqVariant();
+// Use attributes as one text column: {"name": [type, text, number]}; empty for none.
+vqString EncodeUseAttributes(const vqStlMap<vqString, vqVariant>& attributes) {
+  if (attributes.empty()) return vqString();
   json encoded = json::object();
   for (const auto& [name, value] : attributes) {
     std::int64_t type;
@@ -28,7 +28,7 @@ vqVariant EncodeUseAttributes(const vqStlMap<vqString, vqVariant>& attributes) {
     number.ToDouble(real);
     encoded[name.str()] = json::array({type, text.IsEmpty() ? json() : json(text.ToString().str()), real});
   }
-  return vqVariant(vqString(encoded.dump()));
+  return encoded.dump();
 }
 
 vqStlMap<vqString, vqVariant> DecodeUseAttributes(const vqVariant& column) {
@@ -49,13 +49,21 @@ vqStlMap<vqString, vqVariant> DecodeUseAttributes(const vqVariant& column) {
 }  // namespace
 
 void EntityStore::InsertLinks(const std::vector<LinkRecord>& links, int fromRevision) {
-  std::vector<vqStlVector<vqVariant>> rows;
-  rows.reserve(links.size());
-  for (const LinkRecord& link : links) {
-    rows.push_back({link.parentDmid, link.useId, link.group, link.childDmid, vqVariant(fromRevision),
-                    vqVariant(link.position), EncodeUseAttributes(link.attributes)});
-  }
-  BulkInsert("udm_link", {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "position", "attrs"}, rows);
+  using vqlm::DbParam;
+  if (links.empty()) return;
+  vqString attributes;
+  BulkInsertEach("udm_link", {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "position", "attrs"},
+                 links.size(), [&](std::size_t i, DbParam* row) {
+                   const LinkRecord& link = links[i];
+                   attributes = EncodeUseAttributes(link.attributes);
+                   row[0] = DbParam::Of(std::string_view(link.parentDmid));
+                   row[1] = DbParam::Of(std::string_view(link.useId));
+                   row[2] = DbParam::Of(std::string_view(link.group));
+                   row[3] = DbParam::Of(std::string_view(link.childDmid));
+                   row[4] = DbParam::Of(std::int64_t(fromRevision));
+                   row[5] = DbParam::Of(link.position);
+                   row[6] = DbParam::TextOrNull(attributes);
+                 });
 }
 
 void EntityStore::EndOpenRows(const vqString& dmid, int revision) {
@@ -78,7 +86,7 @@ void EntityStore::ReplaceLinks(const vqString& parentDmid, const std::vector<Lin
     if (it != wanted.end() && it->second->group == open.GetValue(i, 1).ToString() &&
         it->second->childDmid == open.GetValue(i, 2).ToString() &&
         it->second->position == ToInt64(open.GetValue(i, 3)) &&
-        EncodeUseAttributes(it->second->attributes) == open.GetValue(i, 4)) {
+        EncodeUseAttributes(it->second->attributes) == open.GetValue(i, 4).ToString()) {
       kept.insert(useId);
       continue;
     }

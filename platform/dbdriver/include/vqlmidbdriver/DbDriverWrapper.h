@@ -27,8 +27,8 @@ class VQLMIDBDRIVER_API DbDriverWrapper : public iDbDriver {
   DbStatus Rollback() override;
   bool IsInTransaction() const override;
   DbStatus Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) override;
-  DbStatus BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
-                      const std::vector<vqStlVector<vqVariant>>& rows) override;
+  DbStatus BulkInsertEach(const vqString& table, const vqStlVector<vqString>& columns, std::size_t rowCount,
+                          const DbRowFiller& fill) override;
   bool HasNotifications() const override;
   DbStatus Listen(const vqString& channel) override;
   DbStatus Notify(const vqString& channel, const vqString& payload) override;

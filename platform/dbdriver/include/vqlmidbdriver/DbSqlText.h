@@ -13,8 +13,11 @@ namespace vqlm {
 // `name` as a double-quoted SQL identifier.
 VQLMIDBDRIVER_API vqString QuoteSqlIdentifier(const vqString& name);
 
-// Checks the shape of a bulk insert before anything is written: at least one
-// column and one value per column in every row (DbMisuse naming the row).
+// `"table" ("a","b",…)`, the target of a bulk insert; DbMisuse without columns.
+VQLMIDBDRIVER_API DbStatus BulkTarget(const vqString& table, const vqStlVector<vqString>& columns, vqString& out);
+
+// Checks before anything is written that every row of a bulk insert has one
+// value per column (DbMisuse naming the row).
 VQLMIDBDRIVER_API DbStatus CheckBulkRows(const vqString& table, const vqStlVector<vqString>& columns,
                                          const std::vector<vqStlVector<vqVariant>>& rows);
 

@@ -16,6 +16,7 @@
 #include <memory>
 #include <vector>
 
+#include <vqlmidbdriver/DbParam.h>
 #include <vqlmidbdriver/DbRow.h>
 #include <vqlmidbdriver/DbStatus.h>
 #include <vqlmidbdriver/ResultSet.h>
@@ -80,11 +81,15 @@ class VQLMIDBDRIVER_API iDbDriver {
 
   virtual DbStatus Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) = 0;
 
-  // Inserts many rows into one table by the driver's fastest path (COPY on
-  // PostgreSQL, a reused prepared statement on SQLite). Every row has one
-  // value per column. Runs inside the caller's transaction if one is open.
-  virtual DbStatus BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
-                              const std::vector<vqStlVector<vqVariant>>& rows) = 0;
+  // Inserts `rowCount` rows into one table by the driver's fastest path
+  // (COPY on PostgreSQL, a reused prepared statement on SQLite), asking
+  // `fill` for each row's values as it writes it. Runs inside the caller's
+  // transaction if one is open.
+  virtual DbStatus BulkInsertEach(const vqString& table, const vqStlVector<vqString>& columns,
+                                  std::size_t rowCount, const DbRowFiller& fill) = 0;
+  // The same for rows held as values; every row has one value per column.
+  DbStatus BulkInsert(const vqString& table, const vqStlVector<vqString>& columns,
+                      const std::vector<vqStlVector<vqVariant>>& rows);
 
   // Notifications between connections (LISTEN/NOTIFY on PostgreSQL). A
   // driver without them answers false and DbMisuse; callers then poll.
