@@ -38,9 +38,14 @@ bool IsColumnBackedAttribute(const vqString& name) {
          name == kSmdLstmodtime || name == kSmdComment;
 }
 
-void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity) {
-  vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> definitions;
-  entity.GetContentDefinition()->GetAttributeDefinitions(definitions);
+const AttributeDefinitions& BatchDefinitions::Of(const UDMAbstractBaseEntity& entity) {
+  const boost::shared_ptr<UDMContentDefinition>& cdef = entity.GetContentDefinition();
+  auto [known, added] = m_byDefinition.try_emplace(cdef.get());
+  if (added) cdef->GetAttributeDefinitions(known->second);
+  return known->second;
+}
+
+void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity, const AttributeDefinitions& definitions) {
   for (const auto& definition : definitions) {
     if (!definition->IsMandatory()) continue;
     auto it = entity.GetAttributes().find(definition->GetName());
@@ -53,18 +58,21 @@ void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity) {
   }
 }
 
-void CheckUniqueAttributes(const UDMAbstractBaseEntity& entity, store::EntityStore& db,
-                           std::map<std::pair<vqString, vqString>, vqString>& seen) {
-  for (const auto& [name, value] : entity.GetAttributes()) {
-    boost::shared_ptr<UDMAttributeDefinition> definition = entity.GetContentDefinition()->GetAttributeDefinition(name);
-    if (!definition || !definition->IsUnique() || value.IsEmpty()) continue;
-    const vqString text = value.ToString();
-    auto [it, fresh] = seen.emplace(std::make_pair(name, text), entity.ToString(""));
+void CheckUniqueAttributes(const UDMAbstractBaseEntity& entity, const AttributeDefinitions& definitions,
+                           store::EntityStore& db,
+                           std::map<std::pair<vqString, vqString>, const UDMAbstractBaseEntity*>& seen) {
+  for (const auto& definition : definitions) {
+    if (!definition->IsUnique()) continue;
+    const vqString& name = definition->GetName();
+    auto held = entity.GetAttributes().find(name);
+    if (held == entity.GetAttributes().end() || held->second.IsEmpty()) continue;
+    const vqString text = held->second.ToString();
+    auto [it, fresh] = seen.emplace(std::make_pair(name, text), &entity);
     if (!fresh || db.IsValueTaken(name, text, entity.GetUID().GetDmUid())) {
       ThrowInvalidArgException(UDM_FUNCSIG,
                                "cannot persist " + entity.ToString("") + ": the unique attribute \"" + name +
                                    "\" value \"" + text + "\" is already used" +
-                                   (fresh ? vqString() : " by " + it->second),
+                                   (fresh ? vqString() : " by " + it->second->ToString("")),
                                ExcSubConflict);
     }
   }
@@ -79,6 +87,10 @@ void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
 
 void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqString, vqVariant>& attributes) {
   SetColumnAttributes(record, attributes);
+}
+
+void ApplyColumnAttributes(store::RevisionRecord&& record, vqStlMap<vqString, vqVariant>& attributes) {
+  SetColumnAttributes(std::move(record), attributes);
 }
 
 void TakeRecordAttributes(store::RevisionRecord&& record, vqStlMap<vqString, vqVariant>& attributes) {

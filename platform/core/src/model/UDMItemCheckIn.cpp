@@ -177,8 +177,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
 
   // Categories not stored yet (and not stored now) wait in the session; those
   // that went away are dropped.
-  std::vector<std::vector<vqString>> categories(batch.size());
-  std::map<vqString, std::vector<vqString>> waiting;
+  std::vector<std::vector<vqString>> categories(batch.size()), waiting(batch.size());
   for (std::size_t i = 0; i < batch.size(); ++i) {
     UDMItem& item = *batch[i];
     item.LoadTargets();
@@ -190,7 +189,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
       (category->m_isNew && !inBatch.count(category.get()) ? later : categories[i]).push_back(dmid);
     }
     item.m_categories.swap(present);
-    waiting[item.m_uid.GetDmUid()] = later;
+    waiting[i].swap(later);
     for (const ChildLink& link : item.m_childLinks) RequireUseAttributes(item, link.group, link.attributes);
   }
 
@@ -202,9 +201,10 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   // the others, which store their own.
   std::vector<vqStlMap<vqString, vqVariant>> branchAttributes(batch.size());
   std::vector<const store::RevisionRecord*> fresh, revised;
+  model::BatchDefinitions definitions;
   for (std::size_t i = 0; i < batch.size(); ++i) {
     UDMItem& item = *batch[i];
-    model::CheckMandatoryAttributes(item);
+    model::CheckMandatoryAttributes(item, definitions.Of(item));
     item.LoadFiles();
     std::size_t files = 0;
     for (const UDMGenericDocument& d : item.m_files) files += d.IsPreviewImage() ? 0 : 1;
@@ -241,8 +241,8 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   session->Vault().SyncStaged();
   UDMSession::PendingLinks stillWaiting;
   session->Store().InTransaction("persisting " + ToString(""), [&] {
-    std::map<std::pair<vqString, vqString>, vqString> uniqueValues;
-    for (const UDMItemPtr& item : batch) model::CheckUniqueAttributes(*item, db, uniqueValues);
+    std::map<std::pair<vqString, vqString>, const UDMAbstractBaseEntity*> uniqueValues;
+    for (const UDMItemPtr& item : batch) model::CheckUniqueAttributes(*item, definitions.Of(*item), db, uniqueValues);
     for (std::size_t i = 0; i < batch.size(); ++i) {
       const UDMItem& item = *batch[i];
       if (item.m_isNew || item.m_branchSource.IsValid()) continue;
@@ -300,7 +300,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     // Branches wait under their new identifiers.
     std::map<vqString, std::vector<vqString>> waitingNow;
     for (std::size_t i = 0; i < batch.size(); ++i) {
-      waitingNow[records[i].uid.GetDmUid()] = waiting[batch[i]->m_uid.GetDmUid()];
+      waitingNow[records[i].uid.GetDmUid()] = std::move(waiting[i]);
     }
     stillWaiting = session->StorePending(waitingNow);
   });
@@ -309,10 +309,10 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   // Stored: update the objects only now, so a failure above changes nothing.
   for (std::size_t i = 0; i < batch.size(); ++i) {
     UDMItem& item = *batch[i];
-    const UDMUID previous = item.m_uid;
-    item.m_uid = records[i].uid;
+    const UDMUID previous = std::move(item.m_uid);
+    item.m_uid = std::move(records[i].uid);
     if (!branchAttributes[i].empty()) item.m_attributes = std::move(branchAttributes[i]);
-    model::ApplyColumnAttributes(records[i], item.m_attributes);
+    model::ApplyColumnAttributes(std::move(records[i]), item.m_attributes);
     if (!(previous == item.m_uid)) session->Rekey(previous, batch[i]);
     item.m_isNew = false;
     item.m_modified = false;

@@ -41,8 +41,8 @@ bool UDMContentDefinition::DerivesFrom(const vqString& type) const {
 }
 
 vqString UDMContentDefinition::GetUDMClassName() const {
-  for (const vqString& runtimeClass : {kClassRelation, kClassClassification}) {
-    if (m_fields.type == runtimeClass || DerivesFrom(runtimeClass)) return runtimeClass;
+  for (const vqString* runtimeClass : {&kClassRelation, &kClassClassification}) {
+    if (m_fields.type == *runtimeClass || DerivesFrom(*runtimeClass)) return *runtimeClass;
   }
   return kClassItem;
 }

@@ -51,11 +51,17 @@ vqStlMap<vqString, vqVariant> DecodeUseAttributes(const vqVariant& column) {
 void EntityStore::InsertLinks(const std::vector<LinkRecord>& links, int fromRevision) {
   using vqlm::DbParam;
   if (links.empty()) return;
+  // Uses mostly carry the same attributes (their defaults): each run of
+  // equal ones is encoded once.
+  const vqStlMap<vqString, vqVariant>* encodedFrom = nullptr;
   vqString attributes;
   BulkInsertEach("udm_link", {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "position", "attrs"},
                  links.size(), [&](std::size_t i, DbParam* row) {
                    const LinkRecord& link = links[i];
-                   attributes = EncodeUseAttributes(link.attributes);
+                   if (!encodedFrom || *encodedFrom != link.attributes) {
+                     attributes = EncodeUseAttributes(link.attributes);
+                     encodedFrom = &link.attributes;
+                   }
                    row[0] = DbParam::Of(std::string_view(link.parentDmid));
                    row[1] = DbParam::Of(std::string_view(link.useId));
                    row[2] = DbParam::Of(std::string_view(link.group));
