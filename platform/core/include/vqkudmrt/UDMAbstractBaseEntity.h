@@ -73,7 +73,7 @@ class VQKUDMRT_API UDMAbstractBaseEntity
 
  protected:
   UDMAbstractBaseEntity(const boost::shared_ptr<UDMSession>& session,
-                        const boost::shared_ptr<UDMContentDefinition>& cdef, const UDMUID& uid);
+                        const boost::shared_ptr<UDMContentDefinition>& cdef, UDMUID uid);
 
   // Refuses changes unless the entity is checked out (new entities are).
   void RequireEditable(const char* signature, const vqString& what) const;

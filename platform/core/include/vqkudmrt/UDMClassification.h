@@ -25,7 +25,7 @@ class VQKUDMRT_API UDMClassification : public UDMItem {
 
  protected:
   UDMClassification(const boost::shared_ptr<UDMSession>& session,
-                    const boost::shared_ptr<UDMContentDefinition>& cdef, const UDMUID& uid);
+                    const boost::shared_ptr<UDMContentDefinition>& cdef, UDMUID uid);
 
   friend class UDMSession;
 };

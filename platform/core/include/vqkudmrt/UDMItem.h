@@ -215,7 +215,7 @@ class VQKUDMRT_API UDMItem : public UDMAbstractBaseEntity {
 
  protected:
   UDMItem(const boost::shared_ptr<UDMSession>& session, const boost::shared_ptr<UDMContentDefinition>& cdef,
-          const UDMUID& uid);
+          UDMUID uid);
 
  private:
   struct ChildLink {

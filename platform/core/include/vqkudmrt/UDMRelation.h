@@ -40,7 +40,7 @@ class VQKUDMRT_API UDMRelation : public UDMAbstractBaseEntity {
 
  protected:
   UDMRelation(const boost::shared_ptr<UDMSession>& session, const boost::shared_ptr<UDMContentDefinition>& cdef,
-              const UDMUID& uid);
+              UDMUID uid);
 
  private:
   UDMUID CurrentEnd(const vqString& dmid, int revision) const;

@@ -167,7 +167,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
                                                   const boost::shared_ptr<const UDMChangeRecord>& parent = nullptr);
   // Appends a stored change to the repository's log (inside its transaction).
   void LogChange(SignalOption op, const UDMUID& uid, const UDMUID& child = UDMUID());
-  void LogChanges(SignalOption op, const std::vector<UDMUID>& uids);
+  void LogChanges(SignalOption op, const std::vector<const UDMUID*>& uids);
   // Moves an entity in the identity map after its identifier changed.
   void Rekey(const UDMUID& oldUid, const boost::shared_ptr<UDMItem>& item);
   // Forgets every object of a data-model id (obliterated or discarded) and
@@ -198,8 +198,7 @@ class VQKUDMRT_API UDMSession : public IUDMSession, public boost::enable_shared_
  private:
   UDMSession(const boost::shared_ptr<UDMSessionConfig>& config);
   boost::shared_ptr<UDMItem> Materialise(const UDMUID& uid);
-  boost::shared_ptr<UDMItem> Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef,
-                                         const UDMUID& uid);
+  boost::shared_ptr<UDMItem> Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef, UDMUID uid);
   boost::shared_ptr<UDMItem> RequireItem(const char* signature, const UDMUID& uid);
   // The revision of the root entity in a versioned URL: the number after the
   // first "~v", up to the next "/".

@@ -22,6 +22,7 @@ class VQKUDMRT_API UDMUID {
   UDMUID();
   UDMUID(const char* text);
   UDMUID(const vqString& text);
+  UDMUID(vqString&& text);
   UDMUID(const std::string& text);
   UDMUID(const UDMUID& other);
   UDMUID& operator=(const UDMUID& other);

@@ -62,6 +62,7 @@ class TimeOrderedIdSource {
 UDMUID::UDMUID() : m_valid(false) {}
 UDMUID::UDMUID(const char* text) : m_valid(false) { Assign(vqString(text)); }
 UDMUID::UDMUID(const vqString& text) : m_valid(false) { Assign(vqString(text)); }
+UDMUID::UDMUID(vqString&& text) : m_valid(false) { Assign(std::move(text)); }
 UDMUID::UDMUID(const std::string& text) : m_valid(false) { Assign(vqString(text)); }
 UDMUID::UDMUID(const UDMUID& other) = default;
 UDMUID& UDMUID::operator=(const UDMUID& other) = default;

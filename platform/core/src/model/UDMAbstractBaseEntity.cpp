@@ -13,8 +13,8 @@ namespace vqkudm {
 
 UDMAbstractBaseEntity::UDMAbstractBaseEntity(const boost::shared_ptr<UDMSession>& session,
                                              const boost::shared_ptr<UDMContentDefinition>& cdef,
-                                             const UDMUID& uid)
-    : m_session(session), m_cdef(cdef), m_cdefType(cdef->GetType()), m_uid(uid) {}
+                                             UDMUID uid)
+    : m_session(session), m_cdef(cdef), m_cdefType(cdef->GetType()), m_uid(std::move(uid)) {}
 
 UDMAbstractBaseEntity::~UDMAbstractBaseEntity() = default;
 

@@ -8,8 +8,8 @@ const char* const kMasterAttribute = "master";
 }  // namespace
 
 UDMClassification::UDMClassification(const boost::shared_ptr<UDMSession>& session,
-                                     const boost::shared_ptr<UDMContentDefinition>& cdef, const UDMUID& uid)
-    : UDMItem(session, cdef, uid) {}
+                                     const boost::shared_ptr<UDMContentDefinition>& cdef, UDMUID uid)
+    : UDMItem(session, cdef, std::move(uid)) {}
 
 UDMClassification::~UDMClassification() = default;
 

@@ -20,8 +20,8 @@
 namespace vqkudm {
 
 UDMItem::UDMItem(const boost::shared_ptr<UDMSession>& session,
-                 const boost::shared_ptr<UDMContentDefinition>& cdef, const UDMUID& uid)
-    : UDMAbstractBaseEntity(session, cdef, uid) {}
+                 const boost::shared_ptr<UDMContentDefinition>& cdef, UDMUID uid)
+    : UDMAbstractBaseEntity(session, cdef, std::move(uid)) {}
 
 UDMItem::~UDMItem() = default;
 

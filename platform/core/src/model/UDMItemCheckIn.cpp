@@ -290,10 +290,10 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
         db.ReleaseLock(dmid);
       }
     }
-    std::vector<UDMUID> stored, previous;
+    std::vector<const UDMUID*> stored, previous;
     for (std::size_t i = 0; i < batch.size(); ++i) {
-      stored.push_back(records[i].uid);
-      previous.push_back(batch[i]->m_uid);
+      stored.push_back(&records[i].uid);
+      previous.push_back(&batch[i]->m_uid);
     }
     session->LogChanges(SIGNAL_PERSISTED, stored);
     db.DeleteDrafts(previous);
@@ -363,8 +363,8 @@ void UDMItem::UndoCheckOut(int revision, GDMRecurseOption recursion) {
     }
   }
   store::EntityStore& db = session->Store();
-  std::vector<UDMUID> uids;
-  for (const UDMItemPtr& item : batch) uids.push_back(item->m_uid);
+  std::vector<const UDMUID*> uids;
+  for (const UDMItemPtr& item : batch) uids.push_back(&item->m_uid);
   db.InTransaction("undoing the check-out of " + ToString(""), [&] {
     for (const UDMItemPtr& item : batch) {
       store::LockRecord lock;
@@ -426,8 +426,8 @@ void UDMItem::Discard(GDMRecurseOption recursion) {
       if (child && !inBatch(child.get())) item->LeavePendingParentOf(*child);
     }
   }
-  std::vector<UDMUID> uids;
-  for (const UDMItemPtr& item : batch) uids.push_back(item->m_uid);
+  std::vector<const UDMUID*> uids;
+  for (const UDMItemPtr& item : batch) uids.push_back(&item->m_uid);
   session->Store().InTransaction("discarding " + ToString(""), [&] { session->Store().DeleteDrafts(uids); });
   for (const UDMItemPtr& item : batch) {
     session->Forget(item->m_uid.GetDmUid());

@@ -9,8 +9,8 @@
 namespace vqkudm {
 
 UDMRelation::UDMRelation(const boost::shared_ptr<UDMSession>& session,
-                         const boost::shared_ptr<UDMContentDefinition>& cdef, const UDMUID& uid)
-    : UDMAbstractBaseEntity(session, cdef, uid) {}
+                         const boost::shared_ptr<UDMContentDefinition>& cdef, UDMUID uid)
+    : UDMAbstractBaseEntity(session, cdef, std::move(uid)) {}
 
 UDMRelation::~UDMRelation() = default;
 

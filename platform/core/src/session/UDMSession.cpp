@@ -132,11 +132,12 @@ void UDMSession::LogChange(SignalOption op, const UDMUID& uid, const UDMUID& chi
   m_store->AppendChange(ChangeEntry(op, uid, child));
 }
 
-void UDMSession::LogChanges(SignalOption op, const std::vector<UDMUID>& uids) {
+void UDMSession::LogChanges(SignalOption op, const std::vector<const UDMUID*>& uids) {
   m_queryCache.clear();
-  std::vector<store::ChangeLogEntry> entries;
-  entries.reserve(uids.size());
-  for (const UDMUID& uid : uids) entries.push_back(ChangeEntry(op, uid, UDMUID()));
+  if (uids.empty()) return;
+  // One change, one time.
+  std::vector<store::ChangeLogEntry> entries(uids.size(), ChangeEntry(op, UDMUID(), UDMUID()));
+  for (std::size_t i = 0; i < uids.size(); ++i) entries[i].uid = uids[i]->ToString();
   m_store->AppendChanges(entries);
 }
 
@@ -182,7 +183,7 @@ boost::shared_ptr<UDMContentDefinition> UDMSession::GetContentDefinition(const v
 }
 
 boost::shared_ptr<UDMItem> UDMSession::Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef,
-                                                   const UDMUID& uid) {
+                                                   UDMUID uid) {
   const vqString runtimeClass = cdef->GetUDMClassName();
   if (runtimeClass == kClassRelation) {
     ThrowInvalidArgException(UDM_FUNCSIG,
@@ -190,10 +191,10 @@ boost::shared_ptr<UDMItem> UDMSession::Instantiate(const boost::shared_ptr<UDMCo
                              ExcSubWrongType);
   }
   boost::shared_ptr<UDMItem> item(runtimeClass == kClassClassification
-                                      ? new UDMClassification(shared_from_this(), cdef, uid)
-                                      : new UDMItem(shared_from_this(), cdef, uid));
+                                      ? new UDMClassification(shared_from_this(), cdef, std::move(uid))
+                                      : new UDMItem(shared_from_this(), cdef, std::move(uid)));
   SweepExpired();
-  m_identityMap[uid.ToString()] = item;
+  m_identityMap[item->GetUID().ToString()] = item;
   return item;
 }
 
@@ -249,7 +250,7 @@ boost::shared_ptr<UDMItem> UDMSession::Adopt(store::RevisionRecord&& record) {
                             "\", which this session's schema does not have",
                         ExcSubNotFound);
   }
-  boost::shared_ptr<UDMItem> item = Instantiate(cdef, record.uid);
+  boost::shared_ptr<UDMItem> item = Instantiate(cdef, std::move(record.uid));
   model::TakeRecordAttributes(std::move(record), item->m_attributes);
   item->m_latestRevision = record.latestRevision;
   item->m_deleted = record.deleted;

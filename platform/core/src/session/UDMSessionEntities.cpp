@@ -42,7 +42,7 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
                                  ": a new entity needs an unused identifier at revision 0",
                              ExcSubConflict);
   }
-  boost::shared_ptr<UDMItem> item = Instantiate(cdef, id);
+  boost::shared_ptr<UDMItem> item = Instantiate(cdef, std::move(id));
   try {
     item->m_isNew = true;
     item->m_checkedOut = true;
@@ -57,7 +57,7 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
     }
     item->SetAttribute(kSmdName, vqVariant(name));
   } catch (...) {
-    m_identityMap.erase(id.ToString());
+    m_identityMap.erase(item->GetUID().ToString());
     throw;
   }
   const vqString now = Now();
@@ -65,7 +65,7 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
   item->SetSystemAttribute(kSmdCreatime, vqVariant(now));
   item->SetSystemAttribute(kSmdUser, vqVariant(m_userName));
   item->SetSystemAttribute(kSmdLstmodtime, vqVariant(now));
-  m_newByDmid[id.GetDmUid()] = item;
+  m_newByDmid[item->GetUID().GetDmUid()] = item;
   Retain(item);
   item->m_notify = true;
   Notify(SIGNAL_CREATED, item);

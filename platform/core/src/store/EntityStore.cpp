@@ -517,11 +517,11 @@ void EntityStore::DeleteDraft(const UDMUID& uid) {
   Execute("DELETE FROM udm_draft WHERE uid = ?", {uid.ToString()});
 }
 
-void EntityStore::DeleteDrafts(const std::vector<UDMUID>& uids) {
+void EntityStore::DeleteDrafts(const std::vector<const UDMUID*>& uids) {
   const vqlm::ResultSet drafts = Query("SELECT uid FROM udm_draft", {});
   if (drafts.IsEmpty()) return;
   std::set<vqString> wanted;
-  for (const UDMUID& uid : uids) wanted.insert(uid.ToString());
+  for (const UDMUID* uid : uids) wanted.insert(uid->ToString());
   for (std::size_t i = 0; i < drafts.GetRowCount(); ++i) {
     const vqString uid = drafts.GetValue(i, 0).ToString();
     if (wanted.count(uid)) Execute("DELETE FROM udm_draft WHERE uid = ?", {uid});

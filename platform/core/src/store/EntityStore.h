@@ -275,7 +275,7 @@ class EntityStore {
   void SaveDraft(const DraftRecord& draft, const vqString& holder, const vqString& sessionId, const vqString& time);
   void DeleteDraft(const UDMUID& uid);
   // Removes whichever of `uids` have drafts; one query when none has.
-  void DeleteDrafts(const std::vector<UDMUID>& uids);
+  void DeleteDrafts(const std::vector<const UDMUID*>& uids);
   // The drafts `holder` saved, oldest identifier first.
   std::vector<DraftRecord> GetDrafts(const vqString& holder);
 

@@ -17,6 +17,8 @@ void RecordReader::Add(const vqlm::DbRow& row) {
                     (!m_linked || (row.GetInt64(kNumber) == m_linked->back().level &&
                                    row.GetText(kGroup) == std::string_view(m_linked->back().group)));
   if (!same) {
+    // The previous record's number of attributes, a good guess for this one's.
+    const std::size_t attributes = m_current ? m_current->attributes.size() : 0;
     if (m_linked) {
       LinkedRecord& linked = m_linked->emplace_back();
       linked.group = text(kGroup);
@@ -27,6 +29,7 @@ void RecordReader::Add(const vqlm::DbRow& row) {
       m_current = &m_records->emplace_back();
     }
     RevisionRecord& r = *m_current;
+    r.attributes.reserve(attributes);
     r.uid = UDMUID(text(kUid));
     r.cdef = text(kCdef);
     r.className = text(kClass);
