@@ -122,6 +122,30 @@ TEST_P(DriverTest, RollbackLeavesNothingAndTransactionsDoNotNest) {
   EXPECT_EQ(rows.GetValue(0, 0), vqVariant("line\nback\\slash"));
 }
 
+TEST_P(DriverTest, RowsGivenOneByOneAreWrittenAsTheyWereWhenGiven) {
+  Exec("CREATE TABLE t (n BIGINT, x DOUBLE PRECISION, s TEXT)");
+  // One buffer for every row: a driver that kept the views past the next
+  // row would write the last row's text everywhere.
+  std::string text;
+  ASSERT_TRUE(m_db->BulkInsertEach("t", {"n", "x", "s"}, 4, [&](std::size_t row, DbParam* values) {
+    text = "row " + std::to_string(row) + (row == 1 ? "\ttab\\" : "");
+    values[0] = DbParam::Of(std::int64_t(row) - 2);
+    values[1] = DbParam::Of(0.5 + static_cast<double>(row));
+    values[2] = row == 2 ? DbParam::Of(std::string_view()) : row == 3 ? DbParam() : DbParam::Of(std::string_view(text));
+  }));
+  ResultSet rows;
+  ASSERT_TRUE(m_db->ExecSqlQuery("SELECT n, x, s FROM t ORDER BY n", rows));
+  ASSERT_EQ(rows.GetRowCount(), 4u);
+  EXPECT_EQ(rows.GetValue(0, 0).ToString(), "-2");
+  EXPECT_EQ(rows.GetValue(3, 1).ToString(), "3.5");
+  EXPECT_EQ(rows.GetValue(0, 2), vqVariant("row 0"));
+  EXPECT_EQ(rows.GetValue(1, 2), vqVariant("row 1\ttab\\"));
+  EXPECT_EQ(rows.GetValue(2, 2), vqVariant("")) << "an empty view is the empty text, not NULL";
+  EXPECT_TRUE(rows.GetValue(3, 2).IsEmpty());
+
+  EXPECT_EQ(m_db->BulkInsertEach("t", {}, 1, [](std::size_t, DbParam*) {}).GetKind(), DbMisuse);
+}
+
 TEST_P(DriverTest, SecondConnectionSeesOnlyCommittedWork) {
   Exec("CREATE TABLE t (v BIGINT)");
   std::shared_ptr<iDbDriver> other = Open();
