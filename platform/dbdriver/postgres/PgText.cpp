@@ -56,15 +56,20 @@ bool ParameterText(const vqVariant& value, vqString& out) {
 
 void AppendCopyValue(const DbParam& value, vqString& row) {
   switch (value.kind) {
-    case DbParam::Null: row += "\\N"; return;
+    case DbParam::Null:
+      row += "\\N";
+      return;
     case DbParam::Integer: {
       char digits[24];
       row.append(digits, std::to_chars(digits, digits + sizeof digits, value.integer).ptr);
       return;
     }
     // As a bound parameter travels, so that both ways store the same number.
-    case DbParam::Real: row += vqString::FromDouble(value.real); return;
-    case DbParam::Text: break;
+    case DbParam::Real:
+      row += vqString::FromDouble(value.real);
+      return;
+    case DbParam::Text:
+      break;
   }
   for (char c : value.text) {
     switch (c) {

@@ -125,7 +125,8 @@ DbStatus SqliteDriver::BulkInsertEach(const vqString& table, const vqStlVector<v
   for (std::size_t r = 0; status && r < rowCount; ++r) {
     std::fill(values.begin(), values.end(), DbParam());
     fill(r, values.data());
-    for (std::size_t c = 0; status && c < values.size(); ++c) status = statement->BindView(static_cast<int>(c + 1), values[c]);
+    for (std::size_t c = 0; status && c < values.size(); ++c)
+      status = statement->BindView(static_cast<int>(c + 1), values[c]);
     if (status) status = statement->Execute(nullptr);
   }
   return status;

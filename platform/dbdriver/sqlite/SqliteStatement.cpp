@@ -44,16 +44,23 @@ DbStatus SqliteStatement::Bind(int index, const vqVariant& value) {
 DbStatus SqliteStatement::BindView(int index, const DbParam& value) {
   int rc = SQLITE_OK;
   switch (value.kind) {
-    case DbParam::Null: rc = sqlite3_bind_null(m_statement, index); break;
-    case DbParam::Integer: rc = sqlite3_bind_int64(m_statement, index, value.integer); break;
-    case DbParam::Real: rc = sqlite3_bind_double(m_statement, index, value.real); break;
+    case DbParam::Null:
+      rc = sqlite3_bind_null(m_statement, index);
+      break;
+    case DbParam::Integer:
+      rc = sqlite3_bind_int64(m_statement, index, value.integer);
+      break;
+    case DbParam::Real:
+      rc = sqlite3_bind_double(m_statement, index, value.real);
+      break;
     case DbParam::Text:
       // A null pointer would bind NULL, not the empty text.
-      rc = sqlite3_bind_text64(m_statement, index, value.text.data() ? value.text.data() : "", value.text.size(),
-                               SQLITE_STATIC, SQLITE_UTF8);
+      rc = sqlite3_bind_text64(m_statement, index, value.text.data() ? value.text.data() : "",
+                               value.text.size(), SQLITE_STATIC, SQLITE_UTF8);
       break;
   }
-  return rc == SQLITE_OK ? DbStatus() : Failed(rc, ("bind parameter " + std::to_string(index) + " of").c_str());
+  return rc == SQLITE_OK ? DbStatus()
+                         : Failed(rc, ("bind parameter " + std::to_string(index) + " of").c_str());
 }
 
 DbStatus SqliteStatement::BindBlob(int index, const void* data, std::size_t size) {

@@ -22,8 +22,9 @@ bool DbDriverWrapper::IsInTransaction() const { return m_target->IsInTransaction
 DbStatus DbDriverWrapper::Prepare(const vqString& sql, std::unique_ptr<iDbStatement>& out) {
   return m_target->Prepare(sql, out);
 }
-DbStatus DbDriverWrapper::BulkInsertEach(const vqString& table, const vqStlVector<vqString>& columns,
-                                         std::size_t rowCount, const DbRowFiller& fill) {
+DbStatus DbDriverWrapper::BulkInsertEach(const vqString& table,
+                                         const vqStlVector<vqString>& columns, std::size_t rowCount,
+                                         const DbRowFiller& fill) {
   return m_target->BulkInsertEach(table, columns, rowCount, fill);
 }
 bool DbDriverWrapper::HasNotifications() const { return m_target->HasNotifications(); }

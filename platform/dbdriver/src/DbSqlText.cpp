@@ -12,9 +12,11 @@ vqString QuoteSqlIdentifier(const vqString& name) {
 }
 
 DbStatus BulkTarget(const vqString& table, const vqStlVector<vqString>& columns, vqString& out) {
-  if (columns.empty()) return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": no columns");
+  if (columns.empty())
+    return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": no columns");
   out = QuoteSqlIdentifier(table) + " (";
-  for (std::size_t i = 0; i < columns.size(); ++i) out += (i ? "," : "") + QuoteSqlIdentifier(columns[i]);
+  for (std::size_t i = 0; i < columns.size(); ++i)
+    out += (i ? "," : "") + QuoteSqlIdentifier(columns[i]);
   out += ")";
   return DbStatus();
 }
@@ -23,7 +25,8 @@ DbStatus CheckBulkRows(const vqString& table, const vqStlVector<vqString>& colum
                        const std::vector<vqStlVector<vqVariant>>& rows) {
   for (std::size_t r = 0; r < rows.size(); ++r) {
     if (rows[r].size() != columns.size()) {
-      return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": row " + std::to_string(r) + " has " +
+      return DbStatus::Failure(DbMisuse, "bulk insert into " + table + ": row " +
+                                             std::to_string(r) + " has " +
                                              std::to_string(rows[r].size()) + " values for " +
                                              std::to_string(columns.size()) + " columns");
     }

@@ -36,13 +36,21 @@ DbStatus iDbDriver::WaitForNotification(int, vqStlVector<vqString>&) { return No
 
 DbParam DbParam::Of(const vqVariant& value, vqString& scratch) {
   switch (value.GetType()) {
-    case vqVariant::Empty: return DbParam();
-    case vqVariant::Bool: return Of(std::int64_t(*value.GetBool() ? 1 : 0));
-    case vqVariant::Int: return Of(std::int64_t(*value.GetInt()));
-    case vqVariant::Int64: return Of(*value.GetInt64());
-    case vqVariant::Double: return Of(*value.GetDouble());
-    case vqVariant::String: return Of(std::string_view(*value.GetString()));
-    case vqVariant::StringList: scratch = value.ToString(); return Of(std::string_view(scratch));
+    case vqVariant::Empty:
+      return DbParam();
+    case vqVariant::Bool:
+      return Of(std::int64_t(*value.GetBool() ? 1 : 0));
+    case vqVariant::Int:
+      return Of(std::int64_t(*value.GetInt()));
+    case vqVariant::Int64:
+      return Of(*value.GetInt64());
+    case vqVariant::Double:
+      return Of(*value.GetDouble());
+    case vqVariant::String:
+      return Of(std::string_view(*value.GetString()));
+    case vqVariant::StringList:
+      scratch = value.ToString();
+      return Of(std::string_view(scratch));
   }
   return DbParam();
 }
@@ -53,7 +61,8 @@ DbStatus iDbDriver::BulkInsert(const vqString& table, const vqStlVector<vqString
   if (!status) return status;
   std::vector<vqString> scratch(columns.size());
   return BulkInsertEach(table, columns, rows.size(), [&](std::size_t row, DbParam* values) {
-    for (std::size_t c = 0; c < columns.size(); ++c) values[c] = DbParam::Of(rows[row][c], scratch[c]);
+    for (std::size_t c = 0; c < columns.size(); ++c)
+      values[c] = DbParam::Of(rows[row][c], scratch[c]);
   });
 }
 

@@ -45,7 +45,8 @@ const AttributeDefinitions& BatchDefinitions::Of(const UDMAbstractBaseEntity& en
   return known->second;
 }
 
-void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity, const AttributeDefinitions& definitions) {
+void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity,
+                              const AttributeDefinitions& definitions) {
   for (const auto& definition : definitions) {
     if (!definition->IsMandatory()) continue;
     auto it = entity.GetAttributes().find(definition->GetName());
@@ -58,9 +59,10 @@ void CheckMandatoryAttributes(const UDMAbstractBaseEntity& entity, const Attribu
   }
 }
 
-void CheckUniqueAttributes(const UDMAbstractBaseEntity& entity, const AttributeDefinitions& definitions,
-                           store::EntityStore& db,
-                           std::map<std::pair<vqString, vqString>, const UDMAbstractBaseEntity*>& seen) {
+void CheckUniqueAttributes(
+    const UDMAbstractBaseEntity& entity, const AttributeDefinitions& definitions,
+    store::EntityStore& db,
+    std::map<std::pair<vqString, vqString>, const UDMAbstractBaseEntity*>& seen) {
   for (const auto& definition : definitions) {
     if (!definition->IsUnique()) continue;
     const vqString& name = definition->GetName();
@@ -70,8 +72,9 @@ void CheckUniqueAttributes(const UDMAbstractBaseEntity& entity, const AttributeD
     auto [it, fresh] = seen.emplace(std::make_pair(name, text), &entity);
     if (!fresh || db.IsValueTaken(name, text, entity.GetUID().GetDmUid())) {
       ThrowInvalidArgException(UDM_FUNCSIG,
-                               "cannot persist " + entity.ToString("") + ": the unique attribute \"" + name +
-                                   "\" value \"" + text + "\" is already used" +
+                               "cannot persist " + entity.ToString("") +
+                                   ": the unique attribute \"" + name + "\" value \"" + text +
+                                   "\" is already used" +
                                    (fresh ? vqString() : " by " + it->second->ToString("")),
                                ExcSubConflict);
     }
@@ -89,7 +92,8 @@ void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqStrin
   SetColumnAttributes(record, attributes);
 }
 
-void ApplyColumnAttributes(store::RevisionRecord&& record, vqStlMap<vqString, vqVariant>& attributes) {
+void ApplyColumnAttributes(store::RevisionRecord&& record,
+                           vqStlMap<vqString, vqVariant>& attributes) {
   SetColumnAttributes(std::move(record), attributes);
 }
 

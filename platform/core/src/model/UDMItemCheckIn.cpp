@@ -242,7 +242,9 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   UDMSession::PendingLinks stillWaiting;
   session->Store().InTransaction("persisting " + ToString(""), [&] {
     std::map<std::pair<vqString, vqString>, const UDMAbstractBaseEntity*> uniqueValues;
-    for (const UDMItemPtr& item : batch) model::CheckUniqueAttributes(*item, definitions.Of(*item), db, uniqueValues);
+    for (const UDMItemPtr& item : batch) {
+      model::CheckUniqueAttributes(*item, definitions.Of(*item), db, uniqueValues);
+    }
     for (std::size_t i = 0; i < batch.size(); ++i) {
       const UDMItem& item = *batch[i];
       if (item.m_isNew || item.m_branchSource.IsValid()) continue;

@@ -138,7 +138,8 @@ vqString UDMItem::AddUse(const UDMItemPtr& child, const vqString& group,
   ChildLink use{group, child->m_uid.GetDmUid(), UDMUID::Generate(0).GetDmUid(), m_nextPosition, {}};
   for (const auto& definition : groupDef->GetUseAttributeDefinitions()) {
     if (definition->IsDefaultValueSet()) {
-      use.attributes[definition->GetName()] = definition->CheckValue(vqVariant(definition->GetDefaultValue()), [this] { return ToString(""); });
+      use.attributes[definition->GetName()] = definition->CheckValue(
+          vqVariant(definition->GetDefaultValue()), [this] { return ToString(""); });
     }
   }
   for (const auto& [name, value] : attributes) {
@@ -149,7 +150,8 @@ vqString UDMItem::AddUse(const UDMItemPtr& child, const vqString& group,
                                    "\" declares no use attribute \"" + name + "\"",
                                ExcSubNotFound);
     }
-    vqVariant checked = definition->CheckValue(value, [&] { return "a use of " + child->ToString("") + " in " + ToString(""); });
+    vqVariant checked = definition->CheckValue(
+        value, [&] { return "a use of " + child->ToString("") + " in " + ToString(""); });
     if (checked.IsEmpty()) {
       use.attributes.erase(name);
     } else {
@@ -257,7 +259,8 @@ void UDMItem::SetUseAttribute(const vqString& useId, const vqString& name, const
                                  name + "\"",
                              ExcSubNotFound);
   }
-  const vqVariant checked = definition->CheckValue(value, [&] { return "use " + useId + " of " + ToString(""); });
+  const vqVariant checked =
+      definition->CheckValue(value, [&] { return "use " + useId + " of " + ToString(""); });
   if (checked.IsEmpty()) {
     use->attributes.erase(name);
   } else {

@@ -86,7 +86,9 @@ boost::shared_ptr<UDMAttributeDefinition> ParseAttribute(const Source& source, c
   for (pugi::xml_node valid : node.children("validvalue")) fields.validValues.push_back(valid.text().get());
   try {
     auto definition = boost::make_shared<UDMAttributeDefinition>(fields);
-    if (definition->IsDefaultValueSet()) definition->CheckValue(vqVariant(fields.defaultValue), [] { return vqString("its default"); });
+    if (definition->IsDefaultValueSet()) {
+      definition->CheckValue(vqVariant(fields.defaultValue), [] { return vqString("its default"); });
+    }
     return definition;
   } catch (const UDMException& e) {
     source.Fail(node, e.what());

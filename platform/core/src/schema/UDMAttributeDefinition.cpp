@@ -115,13 +115,13 @@ vqString UDMAttributeDefinition::ToString(const vqString& indent) const {
   return text;
 }
 
-vqVariant UDMAttributeDefinition::CheckValue(const vqVariant& value,
-                                             const std::function<vqString()>& describeEntity) const {
+vqVariant UDMAttributeDefinition::CheckValue(
+    const vqVariant& value, const std::function<vqString()>& describeEntity) const {
   if (value.IsEmpty()) return value;
   auto refuse = [&](const vqString& reason) -> vqVariant {
     ThrowInvalidArgException(UDM_FUNCSIG,
-                             "cannot set attribute \"" + m_fields.name + "\" of " + describeEntity() + " to \"" +
-                                 value.ToString() + "\": " + reason,
+                             "cannot set attribute \"" + m_fields.name + "\" of " +
+                                 describeEntity() + " to \"" + value.ToString() + "\": " + reason,
                              ExcSubWrongType);
   };
   vqVariant converted;
@@ -174,20 +174,22 @@ vqVariant UDMAttributeDefinition::CheckValue(const vqVariant& value,
   // neither NUL bytes nor invalid UTF-8.
   for (const vqString* item = first; item != last; ++item) {
     const char* fault = item->find('\0') != vqString::npos ? "it holds a NUL byte"
-                        : !item->IsValidUtf8()              ? "it is not valid UTF-8"
-                                                            : nullptr;
+                        : !item->IsValidUtf8()             ? "it is not valid UTF-8"
+                                                           : nullptr;
     // Without the value itself: it would cut or spoil the message.
     if (fault) {
-      ThrowInvalidArgException(UDM_FUNCSIG,
-                               "cannot set attribute \"" + m_fields.name + "\" of " + describeEntity() + ": " + fault,
-                               ExcSubWrongType);
+      ThrowInvalidArgException(
+          UDM_FUNCSIG,
+          "cannot set attribute \"" + m_fields.name + "\" of " + describeEntity() + ": " + fault,
+          ExcSubWrongType);
     }
   }
   if (!m_fields.validValues.empty()) {
     for (const vqString* item = first; item != last; ++item) {
       if (std::find(m_fields.validValues.begin(), m_fields.validValues.end(), *item) ==
           m_fields.validValues.end()) {
-        return refuse("\"" + *item + "\" is not one of " + vqString::Join(m_fields.validValues, ", "));
+        return refuse("\"" + *item + "\" is not one of " +
+                      vqString::Join(m_fields.validValues, ", "));
       }
     }
   }

@@ -182,17 +182,18 @@ boost::shared_ptr<UDMContentDefinition> UDMSession::GetContentDefinition(const v
   return m_schema->GetContentDefinition(type);
 }
 
-boost::shared_ptr<UDMItem> UDMSession::Instantiate(const boost::shared_ptr<UDMContentDefinition>& cdef,
-                                                   UDMUID uid) {
+boost::shared_ptr<UDMItem> UDMSession::Instantiate(
+    const boost::shared_ptr<UDMContentDefinition>& cdef, UDMUID uid) {
   const vqString runtimeClass = cdef->GetUDMClassName();
   if (runtimeClass == kClassRelation) {
     ThrowInvalidArgException(UDM_FUNCSIG,
                              "\"" + cdef->GetType() + "\" is a relation type; relations are created between two entities",
                              ExcSubWrongType);
   }
-  boost::shared_ptr<UDMItem> item(runtimeClass == kClassClassification
-                                      ? new UDMClassification(shared_from_this(), cdef, std::move(uid))
-                                      : new UDMItem(shared_from_this(), cdef, std::move(uid)));
+  boost::shared_ptr<UDMItem> item(
+      runtimeClass == kClassClassification
+          ? new UDMClassification(shared_from_this(), cdef, std::move(uid))
+          : new UDMItem(shared_from_this(), cdef, std::move(uid)));
   SweepExpired();
   m_identityMap[item->GetUID().ToString()] = item;
   return item;

@@ -51,8 +51,8 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
     cdef->GetAttributeDefinitions(definitions);
     for (const auto& definition : definitions) {
       if (definition->IsDefaultValueSet() && !definition->IsSystem()) {
-        item->m_attributes[definition->GetName()] =
-            definition->CheckValue(vqVariant(definition->GetDefaultValue()), [&] { return item->ToString(""); });
+        item->m_attributes[definition->GetName()] = definition->CheckValue(
+            vqVariant(definition->GetDefaultValue()), [&] { return item->ToString(""); });
       }
     }
     item->SetAttribute(kSmdName, vqVariant(name));

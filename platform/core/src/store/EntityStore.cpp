@@ -60,8 +60,8 @@ std::int64_t ToInt64(const vqVariant& value) {
   return number;
 }
 
-void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqlm::DbParam& text, vqlm::DbParam& number,
-                     vqString& scratch) {
+void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqlm::DbParam& text,
+                     vqlm::DbParam& number, vqString& scratch) {
   type = value.GetType();
   text = vqlm::DbParam();
   number = vqlm::DbParam();
@@ -83,7 +83,9 @@ void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqlm::DbParam& 
       number = vqlm::DbParam::Of(real);
       break;
     }
-    case vqVariant::String: text = vqlm::DbParam::Of(std::string_view(*value.GetString())); break;
+    case vqVariant::String:
+      text = vqlm::DbParam::Of(std::string_view(*value.GetString()));
+      break;
     case vqVariant::StringList:
       // NULL for no items, so that one empty item reads back as such.
       if (!value.GetStringList()->empty()) {
@@ -94,11 +96,13 @@ void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqlm::DbParam& 
   }
 }
 
-void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text, vqVariant& number) {
+void EncodeAttribute(const vqVariant& value, std::int64_t& type, vqVariant& text,
+                     vqVariant& number) {
   vqlm::DbParam textColumn, numberColumn;
   vqString scratch;
   EncodeAttribute(value, type, textColumn, numberColumn, scratch);
-  text = textColumn.kind == vqlm::DbParam::Text ? vqVariant(vqString(textColumn.text)) : vqVariant();
+  text =
+      textColumn.kind == vqlm::DbParam::Text ? vqVariant(vqString(textColumn.text)) : vqVariant();
   number = numberColumn.kind == vqlm::DbParam::Real ? vqVariant(numberColumn.real) : vqVariant();
 }
 
@@ -201,8 +205,8 @@ void EntityStore::BulkInsert(const char* table, const vqStlVector<vqString>& col
   if (!status) Fail(vqString("cannot write ") + table, status);
 }
 
-void EntityStore::BulkInsertEach(const char* table, const vqStlVector<vqString>& columns, std::size_t rowCount,
-                                 const vqlm::DbRowFiller& fill) {
+void EntityStore::BulkInsertEach(const char* table, const vqStlVector<vqString>& columns,
+                                 std::size_t rowCount, const vqlm::DbRowFiller& fill) {
   const vqlm::DbStatus status = m_db->BulkInsertEach(table, columns, rowCount, fill);
   if (!status) Fail(vqString("cannot write ") + table, status);
 }
@@ -210,7 +214,8 @@ void EntityStore::BulkInsertEach(const char* table, const vqStlVector<vqString>&
 void EntityStore::InsertNewEntities(const std::vector<const RevisionRecord*>& records) {
   using vqlm::DbParam;
   BulkInsertEach("udm_entity",
-                 {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time", "branch_from"},
+                 {"dmid", "cdef", "class", "latest_rev", "deleted", "created_by", "created_time",
+                  "branch_from"},
                  records.size(), [&](std::size_t i, DbParam* row) {
                    const RevisionRecord& r = *records[i];
                    row[0] = DbParam::Of(std::string_view(r.uid.GetDmUid()));
@@ -545,19 +550,20 @@ void EntityStore::AppendChanges(const std::vector<ChangeLogEntry>& entries) {
   using vqlm::DbParam;
   if (entries.empty()) return;
   if (!m_dialect.changeLogLock.empty()) Query(m_dialect.changeLogLock.c_str(), {});
-  BulkInsertEach("udm_change",
-                 {"session_id", "op", "uid", "url", "attr_name", "attr_value", "child_uid", "change_time"},
-                 entries.size(), [&](std::size_t i, DbParam* row) {
-                   const ChangeLogEntry& e = entries[i];
-                   row[0] = DbParam::Of(std::string_view(e.sessionId));
-                   row[1] = DbParam::Of(std::int64_t(e.op));
-                   row[2] = DbParam::TextOrNull(e.uid);
-                   row[3] = DbParam::TextOrNull(e.url);
-                   row[4] = DbParam::TextOrNull(e.attributeName);
-                   row[5] = DbParam::TextOrNull(e.attributeValue);
-                   row[6] = DbParam::TextOrNull(e.childUid);
-                   row[7] = DbParam::Of(std::string_view(e.time));
-                 });
+  BulkInsertEach(
+      "udm_change",
+      {"session_id", "op", "uid", "url", "attr_name", "attr_value", "child_uid", "change_time"},
+      entries.size(), [&](std::size_t i, DbParam* row) {
+        const ChangeLogEntry& e = entries[i];
+        row[0] = DbParam::Of(std::string_view(e.sessionId));
+        row[1] = DbParam::Of(std::int64_t(e.op));
+        row[2] = DbParam::TextOrNull(e.uid);
+        row[3] = DbParam::TextOrNull(e.url);
+        row[4] = DbParam::TextOrNull(e.attributeName);
+        row[5] = DbParam::TextOrNull(e.attributeValue);
+        row[6] = DbParam::TextOrNull(e.childUid);
+        row[7] = DbParam::Of(std::string_view(e.time));
+      });
   if (m_db->HasNotifications()) {
     const vqlm::DbStatus status = m_db->Notify(kChangeChannel, entries.front().sessionId);
     if (!status) Fail("cannot signal a change", status);

@@ -48,7 +48,8 @@ void EntityStore::RaiseLatestRevision(const vqString& dmid, int revision) {
 
 void EntityStore::InsertRevisions(const std::vector<const RevisionRecord*>& records) {
   using vqlm::DbParam;
-  BulkInsertEach("udm_revision", {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
+  BulkInsertEach("udm_revision",
+                 {"uid", "dmid", "revision", "name", "modified_by", "modified_time", "comment"},
                  records.size(), [&](std::size_t i, DbParam* row) {
                    const RevisionRecord& r = *records[i];
                    row[0] = DbParam::Of(std::string_view(r.uid.ToString()));

@@ -55,7 +55,8 @@ void EntityStore::InsertLinks(const std::vector<LinkRecord>& links, int fromRevi
   // equal ones is encoded once.
   const vqStlMap<vqString, vqVariant>* encodedFrom = nullptr;
   vqString attributes;
-  BulkInsertEach("udm_link", {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "position", "attrs"},
+  BulkInsertEach("udm_link",
+                 {"parent_dmid", "use_id", "grp", "child_dmid", "from_rev", "position", "attrs"},
                  links.size(), [&](std::size_t i, DbParam* row) {
                    const LinkRecord& link = links[i];
                    if (!encodedFrom || *encodedFrom != link.attributes) {
