@@ -8,6 +8,7 @@
 // VQKUDM_GROWTH_MAX (or --max=N) leaves out the sizes above N; a maximum
 // below 10,000 runs that one size alone.
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -64,6 +65,15 @@ double PerOperation(int rounds, int ops, const std::function<void(std::size_t)>&
 
 const std::function<void(std::size_t)> kNothing = [](std::size_t) {};
 
+// Seconds this process has run on a CPU; next to the wall time of a build it
+// shows how long the build waited for the disk.
+double CpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + t.tv_usec / 1e6; };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
 // Where the repositories live; removed on the way out, also after a failure.
 fs::path& Root() {
   static fs::path root = fs::temp_directory_path() / ("udm-growth-bench-" + std::to_string(::getpid()));
@@ -109,16 +119,20 @@ class SizeRun {
   std::pair<BuildResult, BuildResult> Build() {
     Progress("building " + std::to_string(m_shape.parts) + " parts through the runtime");
     BuildResult runtime;
+    double cpu = CpuSeconds();
     {
       boost::shared_ptr<IUDMSession> build = OpenBenchSession(m_dir.string());
       runtime = BuildWithRuntime(*build, m_shape, &m_parts, &m_assemblies);
       UDMFramework::GetInstance()->DeleteSession(build);
     }
-    Progress("built in " + std::to_string(runtime.seconds) + " s; the same rows by hand");
+    Progress("built in " + std::to_string(runtime.seconds) + " s, " + std::to_string(CpuSeconds() - cpu) +
+             " s on the CPU; the same rows by hand");
     const fs::path rawFile = m_dir / "raw.db";
     store::OpenRepositoryDatabase("sqlite", rawFile.string()).reset();
+    cpu = CpuSeconds();
     const BuildResult raw = BuildWithSqlite(rawFile.string(), m_shape);
-    Progress("written in " + std::to_string(raw.seconds) + " s; comparing the rows");
+    Progress("written in " + std::to_string(raw.seconds) + " s, " + std::to_string(CpuSeconds() - cpu) +
+             " s on the CPU; comparing the rows");
     const std::string mine = SummarizeRows(RepositoryFile().string());
     const std::string theirs = SummarizeRows(rawFile.string());
     if (mine != theirs) Wrong("the baseline wrote other rows than the runtime:\n" + mine + "---\n" + theirs);
