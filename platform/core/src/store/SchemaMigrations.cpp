@@ -201,8 +201,18 @@ std::vector<vqString> Version5(const SqlDialect& d) {
   };
 }
 
+// Version 6: the uses of a parent are read in group and position order, and
+// with the end revision second in the index every read of them was sorted.
+// The open uses of a parent are still found on the index alone.
+std::vector<vqString> Version6(const SqlDialect&) {
+  return {
+      "DROP INDEX udm_link_parent",
+      "CREATE INDEX udm_link_parent ON udm_link (parent_dmid, grp, position, to_rev)",
+  };
+}
+
 const std::vector<Migration>& Migrations() {
-  static const std::vector<Migration> all = {Version1, Version2, Version3, Version4, Version5};
+  static const std::vector<Migration> all = {Version1, Version2, Version3, Version4, Version5, Version6};
   return all;
 }
 
