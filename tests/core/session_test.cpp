@@ -38,6 +38,8 @@ TEST_P(RepositoryTest, PersistedEntitiesAreSharedAndUnpersistedOnesStayPrivate) 
   EXPECT_EQ(seen->GetName(), "bracket");
   EXPECT_EQ(seen->GetCreatedBy(), "alice");
   EXPECT_FALSE(seen->GetCreationTime().empty());
+  EXPECT_TRUE(seen->GetAttributes() == part->GetAttributes())
+      << "stored and read attributes differ";
   EXPECT_FALSE(bob->FindItemById(uid, true, "UDMProject")) << "the definition filter was ignored";
 }
 

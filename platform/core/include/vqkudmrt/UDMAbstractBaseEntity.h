@@ -12,6 +12,7 @@
 
 #include <utility>
 
+#include <vqkudmrt/UDMAttributeMap.h>
 #include <vqkudmrt/UDMUID.h>
 #include <vqkudmrt/vqkudmrtApi.h>
 #include <vqutl/vqStl.h>
@@ -69,7 +70,7 @@ class VQKUDMRT_API UDMAbstractBaseEntity
   vqString ToString(const vqString& indent) const;
 
   // Runtime use: the attribute map as stored, without checks.
-  const vqStlMap<vqString, vqVariant>& GetAttributes() const { return m_attributes; }
+  const UDMAttributeMap& GetAttributes() const { return m_attributes; }
 
  protected:
   UDMAbstractBaseEntity(const boost::shared_ptr<UDMSession>& session,
@@ -83,7 +84,7 @@ class VQKUDMRT_API UDMAbstractBaseEntity
   boost::shared_ptr<UDMContentDefinition> m_cdef;
   vqString m_cdefType;
   UDMUID m_uid;
-  vqStlMap<vqString, vqVariant> m_attributes;
+  UDMAttributeMap m_attributes;
   int m_latestRevision = 0;
   bool m_isNew = false;
   bool m_deleted = false;

@@ -12,7 +12,7 @@ namespace vqkudm::model {
 
 namespace {
 
-void SetText(vqStlMap<vqString, vqVariant>& attributes, const vqString& name, vqString value) {
+void SetText(UDMAttributeMap& attributes, const vqString& name, vqString value) {
   if (value.empty()) {
     attributes.erase(name);
   } else {
@@ -20,15 +20,15 @@ void SetText(vqStlMap<vqString, vqVariant>& attributes, const vqString& name, vq
   }
 }
 
-// Copies from a record given as const, moves from one given as an rvalue.
-template <class Record>
-void SetColumnAttributes(Record&& record, vqStlMap<vqString, vqVariant>& attributes) {
-  SetText(attributes, kSmdName, std::forward<Record>(record).name);
-  SetText(attributes, kSmdCreateduser, std::forward<Record>(record).createdBy);
-  SetText(attributes, kSmdCreatime, std::forward<Record>(record).createdTime);
-  SetText(attributes, kSmdUser, std::forward<Record>(record).modifiedBy);
-  SetText(attributes, kSmdLstmodtime, std::forward<Record>(record).modifiedTime);
-  SetText(attributes, kSmdComment, std::forward<Record>(record).comment);
+// Calls `visit(name, text)` for each column-backed text of a record.
+template <class Record, class Visit>
+void ForEachColumnText(Record& record, Visit visit) {
+  visit(kSmdName, record.name);
+  visit(kSmdCreateduser, record.createdBy);
+  visit(kSmdCreatime, record.createdTime);
+  visit(kSmdUser, record.modifiedBy);
+  visit(kSmdLstmodtime, record.modifiedTime);
+  visit(kSmdComment, record.comment);
 }
 
 }  // namespace
@@ -81,25 +81,29 @@ void CheckUniqueAttributes(
   }
 }
 
-void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
-                           vqStlVector<std::pair<vqString, vqVariant>>& out) {
+void SplitColumnAttributes(const UDMAttributeMap& attributes, UDMAttributeMap::sequence_type& out) {
   for (const auto& [name, value] : attributes) {
     if (!IsColumnBackedAttribute(name)) out.emplace_back(name, value);
   }
 }
 
-void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqString, vqVariant>& attributes) {
-  SetColumnAttributes(record, attributes);
+void ApplyColumnAttributes(const store::RevisionRecord& record, UDMAttributeMap& attributes) {
+  ForEachColumnText(
+      record, [&](const vqString& name, const vqString& text) { SetText(attributes, name, text); });
 }
 
-void ApplyColumnAttributes(store::RevisionRecord&& record,
-                           vqStlMap<vqString, vqVariant>& attributes) {
-  SetColumnAttributes(std::move(record), attributes);
+void ApplyColumnAttributes(store::RevisionRecord&& record, UDMAttributeMap& attributes) {
+  ForEachColumnText(record, [&](const vqString& name, vqString& text) {
+    SetText(attributes, name, std::move(text));
+  });
 }
 
-void TakeRecordAttributes(store::RevisionRecord&& record, vqStlMap<vqString, vqVariant>& attributes) {
-  for (auto& [name, value] : record.attributes) attributes.insert_or_assign(std::move(name), std::move(value));
-  SetColumnAttributes(std::move(record), attributes);
+void TakeRecordAttributes(store::RevisionRecord&& record, UDMAttributeMap& attributes) {
+  // The record's attributes become the map's block as they are, sorted once.
+  ForEachColumnText(record, [&record](const vqString& name, vqString& text) {
+    if (!text.empty()) record.attributes.emplace_back(name, vqVariant(std::move(text)));
+  });
+  attributes.adopt_sequence(std::move(record.attributes));
 }
 
 }  // namespace vqkudm::model

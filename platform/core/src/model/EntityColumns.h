@@ -8,6 +8,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <vqkudmrt/UDMAttributeMap.h>
 #include <vqutl/vqStl.h>
 #include <vqutl/vqVariant.h>
 
@@ -43,16 +44,16 @@ void CheckUniqueAttributes(const UDMAbstractBaseEntity& entity, const AttributeD
                            store::EntityStore& db,
                            std::map<std::pair<vqString, vqString>, const UDMAbstractBaseEntity*>& seen);
 // The attributes to store as typed values: all but the column-backed ones.
-void SplitColumnAttributes(const vqStlMap<vqString, vqVariant>& attributes,
-                           vqStlVector<std::pair<vqString, vqVariant>>& out);
+void SplitColumnAttributes(const UDMAttributeMap& attributes, UDMAttributeMap::sequence_type& out);
 // Whether the repository keeps this system attribute in a column of its own.
 bool IsColumnBackedAttribute(const vqString& name);
 // Sets the column-backed attributes from a stored record; from one given as
 // an rvalue by taking its texts.
-void ApplyColumnAttributes(const store::RevisionRecord& record, vqStlMap<vqString, vqVariant>& attributes);
-void ApplyColumnAttributes(store::RevisionRecord&& record, vqStlMap<vqString, vqVariant>& attributes);
-// All the attributes of a stored record, its texts moved rather than copied.
-void TakeRecordAttributes(store::RevisionRecord&& record, vqStlMap<vqString, vqVariant>& attributes);
+void ApplyColumnAttributes(const store::RevisionRecord& record, UDMAttributeMap& attributes);
+void ApplyColumnAttributes(store::RevisionRecord&& record, UDMAttributeMap& attributes);
+// All the attributes of a stored record in place of those held, its texts
+// moved rather than copied.
+void TakeRecordAttributes(store::RevisionRecord&& record, UDMAttributeMap& attributes);
 
 }  // namespace model
 }  // namespace vqkudm

@@ -105,7 +105,7 @@ void UDMAbstractBaseEntity::GetFilteredAttributeNameList(vqStlVector<vqString>& 
 
 namespace {
 
-vqString Text(const vqStlMap<vqString, vqVariant>& attributes, const vqString& name) {
+vqString Text(const UDMAttributeMap& attributes, const vqString& name) {
   auto it = attributes.find(name);
   return it == attributes.end() ? vqString() : it->second.ToString();
 }

@@ -199,7 +199,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
   std::vector<store::RevisionRecord> records(batch.size());
   // A branch's attributes with those recording where it came from; empty for
   // the others, which store their own.
-  std::vector<vqStlMap<vqString, vqVariant>> branchAttributes(batch.size());
+  std::vector<UDMAttributeMap> branchAttributes(batch.size());
   std::vector<const store::RevisionRecord*> fresh, revised;
   model::BatchDefinitions definitions;
   for (std::size_t i = 0; i < batch.size(); ++i) {
@@ -216,7 +216,7 @@ void UDMItem::Persist(const vqString& comment, GDMRecurseOption recursion, int r
     } else if (branch) {
       r.uid = UDMUID::Generate(0);
       r.branchFrom = item.m_branchSource.ToString();
-      vqStlMap<vqString, vqVariant>& extended = branchAttributes[i] = item.m_attributes;
+      UDMAttributeMap& extended = branchAttributes[i] = item.m_attributes;
       extended[kSmdBranchfrom] = vqVariant(item.m_branchSource.GetDmUid());
       extended[kSmdBranchfromver] = vqVariant(static_cast<std::int64_t>(item.m_branchSource.GetRevision()));
       extended[kSmdBranchedtime] = vqVariant(now);
@@ -449,7 +449,6 @@ void UDMItem::ReloadStoredState() {
   for (const ChildLink& link : m_childLinks) {
     if (UDMItemPtr child = Resolve(link.childDmid)) LeavePendingParentOf(*child);
   }
-  m_attributes.clear();
   model::TakeRecordAttributes(std::move(record), m_attributes);
   m_childLinks.clear();
   m_useCounts.clear();

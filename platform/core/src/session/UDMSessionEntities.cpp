@@ -2,6 +2,7 @@
 
 #include <vqkudmrt/UDMSession.h>
 
+#include <algorithm>
 #include <set>
 
 #include <vqnames/UDMNames.h>
@@ -49,8 +50,15 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
     item->m_modified = true;
     vqStlVector<boost::shared_ptr<UDMAttributeDefinition>> definitions;
     cdef->GetAttributeDefinitions(definitions);
+    auto defaulted = [](const auto& definition) {
+      return definition->IsDefaultValueSet() && !definition->IsSystem();
+    };
+    // The defaults, the name and the four texts of who and when.
+    item->m_attributes.reserve(
+        static_cast<std::size_t>(std::count_if(definitions.begin(), definitions.end(), defaulted)) +
+        5);
     for (const auto& definition : definitions) {
-      if (definition->IsDefaultValueSet() && !definition->IsSystem()) {
+      if (defaulted(definition)) {
         item->m_attributes[definition->GetName()] = definition->CheckValue(
             vqVariant(definition->GetDefaultValue()), [&] { return item->ToString(""); });
       }

@@ -269,11 +269,12 @@ void UDMSession::LoadQueryResultContent(const boost::shared_ptr<UDMItem>& item, 
                         ExcSubGeneral);
   }
   // Keep what lives in columns (name, who, when); replace the stored attributes.
-  vqStlMap<vqString, vqVariant> attributes = row.GetContent();
+  UDMAttributeMap attributes(boost::container::ordered_unique_range, row.GetContent().begin(),
+                             row.GetContent().end());
   for (const auto& [name, value] : item->GetAttributes()) {
-    if (model::IsColumnBackedAttribute(name)) attributes[name] = value;
+    if (model::IsColumnBackedAttribute(name)) attributes.insert_or_assign(name, value);
   }
-  item->m_attributes = attributes;
+  item->m_attributes = std::move(attributes);
 }
 
 void UDMSession::GetDeletedContents(vqStlVector<UDMQueryResultEntity>& out) {

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include <vqkudmrt/UDMAttributeMap.h>
 #include <vqkudmrt/UDMUID.h>
 #include <vqkudmrt/store/SqlDialect.h>
 #include <vqlmidbdriver/iDbDriver.h>
@@ -33,10 +34,13 @@ struct RevisionRecord {
   vqString modifiedBy;
   vqString modifiedTime;
   vqString comment;
+  // The six texts above, which an entity holds among its attributes.
+  static constexpr std::size_t kColumnTexts = 6;
   int latestRevision = 0;
   bool deleted = false;
   vqString branchFrom;  // identifier of the revision a branch started from; empty otherwise
-  vqStlVector<std::pair<vqString, vqVariant>> attributes;
+  // The typed attributes, in the form an entity adopts them as its own.
+  UDMAttributeMap::sequence_type attributes;
 };
 
 // One use of a child by a parent. The use identifier stays the same across

@@ -17,8 +17,10 @@ void RecordReader::Add(const vqlm::DbRow& row) {
                     (!m_linked || (row.GetInt64(kNumber) == m_linked->back().level &&
                                    row.GetText(kGroup) == std::string_view(m_linked->back().group)));
   if (!same) {
-    // The previous record's number of attributes, a good guess for this one's.
-    const std::size_t attributes = m_current ? m_current->attributes.size() : 0;
+    // The previous record's number of attributes, a good guess for this
+    // one's, and room for the column texts its entity will add to them.
+    const std::size_t attributes =
+        (m_current ? m_current->attributes.size() : 0) + RevisionRecord::kColumnTexts;
     if (m_linked) {
       LinkedRecord& linked = m_linked->emplace_back();
       linked.group = text(kGroup);
