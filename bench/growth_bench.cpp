@@ -179,21 +179,18 @@ std::pair<double, double> SizeRun::LoadById() {
     UDMItemPtr item = m_session->FindItemById(m_parts[order[n]], true, "");
     check(item ? item->GetName() : "nothing", n);
   });
-  // What EntityStore::LoadRevision reads.
-  sqlite3_stmt* head = m_raw->Prepare(
-      "SELECT e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time, e.branch_from,"
-      " r.name, r.modified_by, r.modified_time, r.comment"
-      " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid WHERE r.uid = ? AND r.state = 0");
-  sqlite3_stmt* attributes =
-      m_raw->Prepare("SELECT name, type, text_value, num_value FROM udm_attribute WHERE uid = ? ORDER BY name");
-  RawRows rows, values;
+  // The revision with its entity and attributes, in one statement as the runtime reads it.
+  sqlite3_stmt* query =
+      m_raw->Prepare("SELECT" RAW_ITEM_COLUMNS
+                     " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
+                     " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.uid = ? AND r.state = 0");
+  RawItems found;
   const double raw = PerOperation(kRounds, loads, kNothing, [&](std::size_t n) {
     const std::string& uid = m_parts[order[half + n]].ToString();
-    BindText(head, 1, uid);
-    if (m_raw->ReadAll(head, rows) != 1) Wrong("no revision " + uid);
-    BindText(attributes, 1, uid);
-    m_raw->ReadAll(attributes, values);
-    if (rows[0][7].text != PartValues(order[half + n]).name) Wrong("loaded " + rows[0][7].text);
+    BindText(query, 1, uid);
+    if (m_raw->ReadItems(query, 0, found) != 1) Wrong("no revision " + uid);
+    if (found[0].columns[9].text != PartValues(order[half + n]).name)
+      Wrong("loaded " + found[0].columns[9].text);
   });
   return {runtime, raw};
 }

@@ -231,38 +231,14 @@ void EntityStore::InsertNewEntities(const std::vector<const RevisionRecord*>& re
 }
 
 bool EntityStore::LoadRevision(const UDMUID& uid, RevisionRecord& out) {
-  const vqlm::ResultSet head = Query(
-      "SELECT e.cdef, e.class, e.latest_rev, e.deleted, e.created_by, e.created_time, e.branch_from,"
-      " r.name, r.modified_by, r.modified_time, r.comment"
-      " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
-      " WHERE r.uid = ? AND r.state = 0",
+  // One statement, so one read of the database (one round trip to a server).
+  std::vector<RevisionRecord> records = QueryRevisionRecords(
+      *Statement("SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
+                 " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
+                 " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.uid = ? AND r.state = 0"),
       {uid.ToString()});
-  if (head.IsEmpty()) return false;
-  auto text = [&](const char* column) {
-    const vqVariant& value = head.GetValue(0, column);
-    return value.GetString() ? *value.GetString() : vqString();
-  };
-  out = RevisionRecord();
-  out.uid = uid;
-  out.cdef = text("cdef");
-  out.className = text("class");
-  out.latestRevision = static_cast<int>(ToInt64(head.GetValue(0, "latest_rev")));
-  out.deleted = ToInt64(head.GetValue(0, "deleted")) != 0;
-  out.createdBy = text("created_by");
-  out.createdTime = text("created_time");
-  out.name = text("name");
-  out.modifiedBy = text("modified_by");
-  out.modifiedTime = text("modified_time");
-  out.comment = text("comment");
-  out.branchFrom = text("branch_from");
-  const vqlm::ResultSet attrs =
-      Query("SELECT name, type, text_value, num_value FROM udm_attribute WHERE uid = ? ORDER BY name",
-            {uid.ToString()});
-  for (std::size_t i = 0; i < attrs.GetRowCount(); ++i) {
-    out.attributes.emplace_back(*attrs.GetValue(i, 0).GetString(),
-                                DecodeAttribute(ToInt64(attrs.GetValue(i, 1)), attrs.GetValue(i, 2),
-                                                attrs.GetValue(i, 3)));
-  }
+  if (records.empty()) return false;
+  out = std::move(records.front());
   return true;
 }
 
