@@ -201,7 +201,7 @@ struct ChildrenFixture {
 #define BENCH_USES_OF_REVISION                                                                     \
   " FROM udm_link l JOIN udm_entity e ON e.dmid = l.child_dmid" RAW_ITEM_JOINS                   \
   " WHERE l.parent_dmid = ? AND l.grp = ? AND l.from_rev <= ? AND (l.to_rev IS NULL OR l.to_rev > ?)" \
-  " ORDER BY l.position, a.name"
+  " ORDER BY l.position"
     children = raw->Prepare("SELECT l.position, l.grp," RAW_ITEM_COLUMNS BENCH_USES_OF_REVISION);
     uses = raw->Prepare("SELECT l.position, l.grp, l.use_id, l.attrs," RAW_ITEM_COLUMNS BENCH_USES_OF_REVISION);
 #undef BENCH_USES_OF_REVISION

@@ -347,7 +347,7 @@ std::vector<RevisionRecord> EntityStore::LoadRevisions(const std::vector<vqStrin
       "SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
       " FROM udm_revision r JOIN udm_entity e ON e.dmid = r.dmid"
       " LEFT JOIN udm_attribute a ON a.uid = r.uid WHERE r.state = 0 AND r.uid IN",
-      uids, " ORDER BY r.uid, a.name");
+      uids, " ORDER BY r.uid");
   std::vector<RevisionRecord> records;
   RecordReader reader(nullptr, &records);
   for (std::size_t i = 0; i < rows.GetRowCount(); ++i) reader.Add(vqlm::ResultSetRow(rows, i));
@@ -358,7 +358,7 @@ std::vector<RevisionRecord> EntityStore::GetRevisionRecords(const vqString& dmid
   return QueryRevisionRecords(*Statement("SELECT '' AS grp, 0 AS lvl, 0 AS uses," UDM_RECORD_COLUMNS
                                          " FROM udm_entity e JOIN udm_revision r ON r.dmid = e.dmid AND r.state = 0"
                                          " LEFT JOIN udm_attribute a ON a.uid = r.uid"
-                                         " WHERE e.dmid = ? ORDER BY r.revision, a.name"),
+                                         " WHERE e.dmid = ? ORDER BY r.revision"),
                               {dmid});
 }
 
