@@ -82,6 +82,7 @@ void CheckUniqueAttributes(
 }
 
 void SplitColumnAttributes(const UDMAttributeMap& attributes, UDMAttributeMap::sequence_type& out) {
+  out.reserve(out.size() + attributes.size());
   for (const auto& [name, value] : attributes) {
     if (!IsColumnBackedAttribute(name)) out.emplace_back(name, value);
   }

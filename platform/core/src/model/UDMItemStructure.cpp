@@ -3,8 +3,8 @@
 #include <vqkudmrt/UDMItem.h>
 
 #include <algorithm>
-#include <deque>
 #include <set>
+#include <vector>
 
 #include <vqnames/UDMNames.h>
 #include <vqkudmrt/UDMAttributeDefinition.h>
@@ -62,11 +62,12 @@ void UDMItem::RequireSameSession(const char* signature, const UDMAbstractBaseEnt
 }
 
 bool UDMItem::IsAncestorOf(const UDMItem& item) {
-  // Breadth-first over both stored links and links not stored yet.
-  const vqString target = m_uid.GetDmUid();
+  // Breadth-first over both stored links and links not stored yet; an item
+  // without parents (the usual new one) allocates nothing.
+  const vqString& target = m_uid.GetDmUid();
   boost::shared_ptr<UDMSession> session = SessionOf(*this, UDM_FUNCSIG);
   std::set<vqString> seen;
-  std::deque<UDMItemPtr> queue;
+  std::vector<UDMItemPtr> queue;
   auto visitParentsOf = [&](UDMItem& node) {
     for (const auto& weak : node.m_pendingParents) {
       if (UDMItemPtr parent = weak.lock()) queue.push_back(parent);
@@ -77,10 +78,9 @@ bool UDMItem::IsAncestorOf(const UDMItem& item) {
     }
   };
   visitParentsOf(const_cast<UDMItem&>(item));
-  while (!queue.empty()) {
-    UDMItemPtr node = queue.front();
-    queue.pop_front();
-    const vqString dmid = node->m_uid.GetDmUid();
+  for (std::size_t next = 0; next < queue.size(); ++next) {
+    const UDMItemPtr node = queue[next];
+    const vqString& dmid = node->m_uid.GetDmUid();
     if (dmid == target) return true;
     if (seen.insert(dmid).second) visitParentsOf(*node);
   }
