@@ -18,30 +18,15 @@ DbStatus SqliteStatement::Failed(int rc, const char* what) const {
 }
 
 DbStatus SqliteStatement::Bind(int index, const vqVariant& value) {
-  int rc = SQLITE_OK;
-  switch (value.GetType()) {
-    case vqVariant::Empty: rc = sqlite3_bind_null(m_statement, index); break;
-    case vqVariant::Bool: rc = sqlite3_bind_int(m_statement, index, *value.GetBool() ? 1 : 0); break;
-    case vqVariant::Int: rc = sqlite3_bind_int(m_statement, index, *value.GetInt()); break;
-    case vqVariant::Int64: rc = sqlite3_bind_int64(m_statement, index, *value.GetInt64()); break;
-    case vqVariant::Double: rc = sqlite3_bind_double(m_statement, index, *value.GetDouble()); break;
-    case vqVariant::String: {
-      const vqString& text = *value.GetString();
-      rc = sqlite3_bind_text64(m_statement, index, text.data(), text.size(), SQLITE_TRANSIENT,
-                               SQLITE_UTF8);
-      break;
-    }
-    case vqVariant::StringList: {
-      const vqString text = value.ToString();
-      rc = sqlite3_bind_text64(m_statement, index, text.data(), text.size(), SQLITE_TRANSIENT,
-                               SQLITE_UTF8);
-      break;
-    }
-  }
-  return rc == SQLITE_OK ? DbStatus() : Failed(rc, ("bind parameter " + std::to_string(index) + " of").c_str());
+  vqString scratch;
+  return BindParam(index, DbParam::Of(value, scratch), SQLITE_TRANSIENT);
 }
 
 DbStatus SqliteStatement::BindView(int index, const DbParam& value) {
+  return BindParam(index, value, SQLITE_STATIC);
+}
+
+DbStatus SqliteStatement::BindParam(int index, const DbParam& value, void (*textLifetime)(void*)) {
   int rc = SQLITE_OK;
   switch (value.kind) {
     case DbParam::Null:
@@ -56,7 +41,7 @@ DbStatus SqliteStatement::BindView(int index, const DbParam& value) {
     case DbParam::Text:
       // A null pointer would bind NULL, not the empty text.
       rc = sqlite3_bind_text64(m_statement, index, value.text.data() ? value.text.data() : "",
-                               value.text.size(), SQLITE_STATIC, SQLITE_UTF8);
+                               value.text.size(), textLifetime, SQLITE_UTF8);
       break;
   }
   return rc == SQLITE_OK ? DbStatus()

@@ -23,6 +23,8 @@ class SqliteStatement final : public iDbStatement {
   DbStatus BindView(int index, const DbParam& value);
 
  private:
+  // `textLifetime`: SQLITE_STATIC to bind a view, SQLITE_TRANSIENT for a copy.
+  DbStatus BindParam(int index, const DbParam& value, void (*textLifetime)(void*));
   DbStatus Failed(int rc, const char* what) const;
 
   sqlite3* m_db;
