@@ -1,5 +1,6 @@
 #include <vqkudmrt/UDMUID.h>
 
+#include <charconv>
 #include <chrono>
 #include <climits>
 #include <cstdint>
@@ -112,8 +113,9 @@ UDMUID UDMUID::Parse(const vqString& text) {
 const vqString& UDMUID::GetDmUid() const { return m_valid ? m_dmUid : EmptyText(); }
 
 int UDMUID::GetRevision() const {
+  // Read in place: stored rows and messages ask for it per identifier.
   int revision = -1;
-  if (m_valid) vqString(m_text.substr(kDmUidLength)).ToInt(revision);
+  if (m_valid) std::from_chars(m_text.data() + kDmUidLength, m_text.data() + m_text.size(), revision);
   return revision;
 }
 
