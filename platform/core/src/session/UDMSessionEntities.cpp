@@ -53,11 +53,11 @@ boost::shared_ptr<UDMItem> UDMSession::CreateEntity(const vqString& cdefType, co
     auto defaulted = [](const auto& definition) {
       return definition->IsDefaultValueSet() && !definition->IsSystem();
     };
-    // The defaults, the name, the four texts of who and when and the comment
-    // of the check-in.
+    // The defaults and the texts the repository keeps in columns (name, who,
+    // when and the check-in's comment).
     item->m_attributes.reserve(
         static_cast<std::size_t>(std::count_if(definitions.begin(), definitions.end(), defaulted)) +
-        6);
+        store::RevisionRecord::kColumnTexts);
     for (const auto& definition : definitions) {
       if (defaulted(definition)) {
         item->m_attributes[definition->GetName()] = definition->CheckValue(
